@@ -1,0 +1,240 @@
+#include "config/configmanager.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QObject>
+#include <QStandardPaths>
+#include <QXmlStreamReader>
+#include <QXmlStreamWriter>
+
+namespace {
+
+const QString settingsName = QStringLiteral("settings");
+
+} // namespace
+
+const QString ConfigManager::version = QStringLiteral("25.708-1047");
+
+ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile)
+    : fileName(fileName)
+    , defaultFile(defaultFile)
+{
+    qDebug() << "ConfigManager version:" << version;
+    // Per user, never the system-wide /Library.
+    configDir = QStandardPaths::writableLocation(QStandardPaths::HomeLocation) + QStringLiteral("/Library/")
+        + QStringLiteral("Tarnwick") + QStringLiteral("/");
+    if (checkFile())
+        load(configDir + fileName);
+}
+
+bool ConfigManager::checkFile()
+{
+    const QString path = configDir + fileName;
+    qDebug() << "Configuration File:" << QFileInfo(path).absoluteFilePath();
+    if (QFile::exists(path))
+        return true;
+    bool dirOk = true;
+    if (!QDir(configDir).exists())
+        dirOk = QDir().mkpath(configDir);
+    const bool copied = copyFile(defaultFile, path);
+    return dirOk && copied;
+}
+
+bool ConfigManager::copyFile(const QString& source, const QString& destination)
+{
+    const bool copied = QFile::copy(source, destination);
+    if (copied)
+        qDebug() << "Fichier copié avec succès de" << source << "à" << destination;
+    else
+        qDebug() << "Impossible de copier" << source << "vers" << destination;
+    return copied;
+}
+
+bool ConfigManager::load(const QString& path)
+{
+    qDebug() << "Loading configuration file: " << path;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        qDebug() << "Cannot read file" << file.errorString();
+        return false;
+    }
+    QXmlStreamReader reader(&file);
+    read(reader);
+    file.close();
+    // Only an unreadable file counts as a failure: a wrong or broken document keeps what was read.
+    return true;
+}
+
+bool ConfigManager::save()
+{
+    const QString path = configDir + fileName;
+    // A copy of the compiled-in default is read-only, so the file is replaced rather than overwritten.
+    if (QFile::exists(path))
+        QFile::remove(path);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+        qDebug() << "Cannot write file" << file.errorString();
+        return false;
+    }
+    QXmlStreamWriter writer(&file);
+    write(writer);
+    file.close();
+    return true;
+}
+
+bool ConfigManager::restoreDefault()
+{
+    if (!QFile::remove(configDir + fileName))
+        return false;
+    if (!checkFile())
+        return false;
+    entryNames.clear();
+    entries.clear();
+    load(configDir + fileName);
+    return true;
+}
+
+void ConfigManager::print()
+{
+    for (auto section = entries.cbegin(); section != entries.cend(); ++section) {
+        qDebug() << QString(section.key() + QLatin1Char(':'));
+        for (auto it = section->cbegin(); it != section->cend(); ++it)
+            qDebug() << "  -" << it.key() << ":" << it.value();
+    }
+}
+
+void ConfigManager::read(QXmlStreamReader& reader)
+{
+    if (!reader.readNextStartElement())
+        return;
+    if (reader.name() != QLatin1String("root")) {
+        reader.raiseError(QObject::tr("Incorrect file"));
+        return;
+    }
+    while (reader.readNextStartElement()) {
+        if (reader.name() == QLatin1String("config")) {
+            ProfileEntry entry;
+            while (reader.readNextStartElement()) {
+                const QString key = reader.name().toString();
+                const QString text = reader.readElementText();
+                if (key == QLatin1String("name"))
+                    entryNames.append(text);
+                else
+                    entry.insert(key, text);
+            }
+            // A section without a name of its own lands on the one read before it; the very first
+            // section has none to land on and is dropped.
+            if (!entryNames.isEmpty())
+                entries.insert(entryNames.last(), entry);
+        } else if (reader.name() == settingsName) {
+            ProfileEntry entry;
+            entryNames.append(settingsName);
+            while (reader.readNextStartElement()) {
+                const QString key = reader.name().toString();
+                entry.insert(key, reader.readElementText());
+            }
+            entries.insert(settingsName, entry);
+        } else {
+            reader.skipCurrentElement();
+        }
+    }
+}
+
+void ConfigManager::write(QXmlStreamWriter& writer)
+{
+    writer.setAutoFormatting(true);
+    writer.setAutoFormattingIndent(3);
+    writer.writeStartDocument();
+    writer.writeStartElement(QStringLiteral("root"));
+    for (const QString& name : std::as_const(entryNames)) {
+        if (name == settingsName)
+            continue;
+        const ProfileEntry& entry = entries[name];
+        writer.writeStartElement(QStringLiteral("config"));
+        writer.writeTextElement(QStringLiteral("name"), name);
+        for (const QString& key : {QStringLiteral("address"), QStringLiteral("mask"), QStringLiteral("gateway")}) {
+            if (entry.contains(key))
+                writer.writeTextElement(key, entry.value(key));
+        }
+        writer.writeEndElement();
+    }
+    const auto settings = entries.constFind(settingsName);
+    if (settings != entries.cend()) {
+        writer.writeStartElement(settingsName);
+        for (auto it = settings->cbegin(); it != settings->cend(); ++it)
+            writer.writeTextElement(it.key(), it.value());
+        writer.writeEndElement();
+    }
+    writer.writeEndElement();
+    writer.writeEndDocument();
+}
+
+QList<QString> ConfigManager::getProfileEntries() const
+{
+    QList<QString> names;
+    for (const QString& name : entryNames) {
+        if (name != settingsName)
+            names.append(name);
+    }
+    return names;
+}
+
+QString ConfigManager::getParameter(const QString& section, const QString& key) const
+{
+    return entries.value(section).value(key);
+}
+
+bool ConfigManager::addEntry(const QString& name, const QMap<QString, QString>& entry)
+{
+    if (name.isEmpty() || entries.contains(name) || name == settingsName)
+        return false;
+    entryNames.append(name);
+    entries.insert(name, entry);
+    return save();
+}
+
+bool ConfigManager::removeEntry(const QString& name)
+{
+    if (entries.isEmpty() || !entries.contains(name) || name == settingsName)
+        return false;
+    entryNames.removeAll(name);
+    entries.remove(name);
+    return save();
+}
+
+bool ConfigManager::updateEntry(const QString& name, const QMap<QString, QString>& entry)
+{
+    if (!entries.contains(name) || name == settingsName)
+        return false;
+    entries.insert(name, entry);
+    return save();
+}
+
+bool ConfigManager::renameEntry(const QString& oldName, const QString& newName)
+{
+    if (entries.isEmpty() || !entries.contains(oldName))
+        return false;
+    if (oldName == settingsName || newName == settingsName || newName.isEmpty())
+        return false;
+    if (newName == oldName)
+        return true;
+    if (entries.contains(newName))
+        return false;
+    entries.insert(newName, entries.take(oldName));
+    const qsizetype index = entryNames.indexOf(oldName);
+    if (index >= 0)
+        entryNames[index] = newName;
+    return save();
+}
+
+bool ConfigManager::updateSetting(const QString& key, const QString& value)
+{
+    if (!entries.contains(settingsName)) {
+        entryNames.append(settingsName);
+        entries.insert(settingsName, ProfileEntry());
+    }
+    entries[settingsName].insert(key, value);
+    return save();
+}

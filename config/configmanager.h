@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QList>
+#include <QMap>
+#include <QString>
+
+class QXmlStreamReader;
+class QXmlStreamWriter;
+
+// One section of the configuration: a profile ("address", "mask", optional "gateway") or the
+// settings ("default_network_id", "forbidden_interfaces"). A profile's name is the key it is stored
+// under, never a key inside it.
+using ProfileEntry = QMap<QString, QString>;
+
+class ConfigManager
+{
+public:
+    static const QString version;
+
+    ConfigManager(const QString& fileName, const QString& defaultFile);
+
+    bool checkFile();
+    static bool copyFile(const QString& source, const QString& destination);
+    bool load(const QString& path);
+    bool save();
+    bool restoreDefault();
+    void print();
+
+    QList<QString> getProfileEntries() const;
+    QString getParameter(const QString& section, const QString& key) const;
+    bool addEntry(const QString& name, const QMap<QString, QString>& entry);
+    bool removeEntry(const QString& name);
+    bool updateEntry(const QString& name, const QMap<QString, QString>& entry);
+    bool renameEntry(const QString& oldName, const QString& newName);
+    bool updateSetting(const QString& key, const QString& value);
+
+    // The reading and writing rules of config.xml, on any stream (used by load() and save()).
+    void read(QXmlStreamReader& reader);
+    void write(QXmlStreamWriter& writer);
+
+private:
+    QString fileName;
+    QString defaultFile;
+    QString configDir;
+    QList<QString> entryNames;
+    QMap<QString, ProfileEntry> entries;
+};

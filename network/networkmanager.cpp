@@ -1,0 +1,258 @@
+#include "network/networkmanager.h"
+
+#include "network/system.h"
+
+#include <QDebug>
+#include <QRegularExpression>
+
+#include <exception>
+
+const QString NetworkManager::version = QStringLiteral("26.205-1424");
+const QStringList NetworkManager::NETWORKSETUP_FORBIDDEN_INTERFACES = {QStringLiteral("Thunderbolt Bridge"),
+                                                                       QStringLiteral("Pont Thunderbolt")};
+const QStringList NetworkManager::IFCONFIG_KEY = {
+    QStringLiteral("mtu"),     QStringLiteral("ether"),     QStringLiteral("inet6"),   QStringLiteral("prefixlen"),
+    QStringLiteral("inet"),    QStringLiteral("netmask"),   QStringLiteral("broadcast"), QStringLiteral("scopeid"),
+    QStringLiteral("media"),   QStringLiteral("status")};
+const QString NetworkManager::IP_PATTERN =
+    QStringLiteral("((25[0-5]|2[0-4][0-9]|[0-1]?[0-9]?[0-9])(\\.(25[0-5]|2[0-4][0-9]|[0-1]?[0-9]?[0-9])){3})");
+
+NetworkManager::NetworkManager()
+{
+    qDebug() << "NetworkManager version:" << version;
+    update();
+}
+
+void NetworkManager::update()
+{
+    interfaces.clear();
+    const InterfaceMap networksetup = getNetworksetup();
+    const InterfaceMap ifconfig = getIfconfig();
+    interfaces = mergeMap(networksetup, ifconfig);
+}
+
+InterfaceMap NetworkManager::getNetworksetup()
+{
+    const QList<QString> listing =
+        System::execute(QStringLiteral("networksetup"), {QStringLiteral("-listnetworkserviceorder")});
+    if (listing.isEmpty() || listing.at(0).isEmpty()) {
+        qWarning() << "Erreur : Impossible de récupérer la liste des interfaces réseau.";
+        return {};
+    }
+
+    InterfaceMap result;
+    for (const Service& service : parseServiceOrder(listing.at(0))) {
+        QMap<QString, QString> entry;
+        entry.insert(QStringLiteral("name"), service.name);
+        entry.insert(QStringLiteral("hardware"), service.hardware);
+        const QList<QString> info =
+            System::execute(QStringLiteral("networksetup"), {QStringLiteral("-getinfo"), service.name});
+        if (!info.isEmpty())
+            parseServiceInfo(info.at(0), entry);
+        result.insert(service.device, entry);
+    }
+    return result;
+}
+
+QList<NetworkManager::Service> NetworkManager::parseServiceOrder(const QString& listing)
+{
+    QList<Service> services;
+    QString currentName;
+    for (const QString& line : listing.split(QLatin1Char('\n'))) {
+        QString copy = line;
+        if (copy.contains(QLatin1String("(H"))) {
+            copy.remove(QStringLiteral("(Hardware Port: "));
+            copy.remove(QStringLiteral(" Device: "));
+            copy.remove(QLatin1Char(')'));
+            const QStringList parts = copy.split(QLatin1Char(','));
+            if (!NETWORKSETUP_FORBIDDEN_INTERFACES.contains(currentName) && parts.size() >= 2
+                && parts.at(1).startsWith(QLatin1String("en"))) {
+                services.append({currentName, parts.at(0), parts.at(1)});
+            }
+        }
+        // Every line, the hardware line included, names the service for the line after it; the order
+        // mark is not checked, so a disabled "(*)" service is listed like an enabled one.
+        const qsizetype space = copy.indexOf(QLatin1Char(' '));
+        currentName = space < 0 ? copy : copy.mid(space + 1);
+    }
+    return services;
+}
+
+void NetworkManager::parseServiceInfo(const QString& info, QMap<QString, QString>& entry)
+{
+    for (const QString& line : info.split(QLatin1Char('\n'))) {
+        if (line.startsWith(QLatin1String("IP address:"))) {
+            entry.insert(QStringLiteral("IP address"), line.mid(11).trimmed());
+        } else if (line.startsWith(QLatin1String("Subnet mask:"))) {
+            entry.insert(QStringLiteral("Subnet mask"), line.mid(12).trimmed());
+        } else if (line.startsWith(QLatin1String("Router:"))) {
+            const QString router = line.mid(7).trimmed();
+            if (router != QLatin1String("(null)"))
+                entry.insert(QStringLiteral("Router"), router);
+        }
+    }
+}
+
+InterfaceMap NetworkManager::getIfconfig()
+{
+    const QList<QString> output = System::execute(QStringLiteral("ifconfig"), {});
+    if (output.isEmpty() || output.at(0).isEmpty()) {
+        qWarning() << "Erreur : Impossible de récupérer ifconfig.";
+        return {};
+    }
+    return parseIfconfig(output.at(0));
+}
+
+InterfaceMap NetworkManager::parseIfconfig(const QString& text)
+{
+    InterfaceMap result;
+    QString currentName;
+    QString pendingText;
+    QMap<QString, QString> pending;
+    for (const QString& line : text.split(QLatin1Char('\n'))) {
+        if (line.contains(QLatin1Char('\t'))) {
+            pendingText += QString(line).replace(QLatin1Char('\t'), QLatin1Char(' '));
+            continue;
+        }
+        if (!pendingText.isEmpty()) {
+            parseIfconfigBlock(pendingText, pending);
+            result.insert(currentName, pending);
+            pending.clear();
+            pendingText.clear();
+        }
+        const QStringList parts = line.split(QStringLiteral(": "));
+        if (parts.size() == 2) {
+            currentName = parts.at(0);
+            pendingText = parts.at(1);
+        }
+    }
+    // A block is stored only when a line without a tab follows it: output without a final line feed
+    // loses its last block, as it always has.
+    return result;
+}
+
+void NetworkManager::parseIfconfigBlock(const QString& block, QMap<QString, QString>& attributes)
+{
+    const QStringList words = block.split(QLatin1Char(' '));
+    // A keyword that ends the block has no value word; it gets an empty value.
+    const auto valueAfter = [&words](qsizetype i) { return i < words.size() ? words.at(i) : QString(); };
+    for (qsizetype i = 0; i < words.size(); ++i) {
+        const QString& word = words.at(i);
+        if (word.isEmpty())
+            continue;
+        if (word.contains(QLatin1String("flags")) || word.contains(QLatin1String("options"))) {
+            const QStringList pair = word.split(QLatin1Char('='));
+            if (pair.size() == 2)
+                attributes.insert(pair.at(0), pair.at(1));
+        } else if (word.contains(QLatin1String("nd6"))) {
+            ++i;
+            attributes.insert(QStringLiteral("nd6_options"), valueAfter(i));
+        } else {
+            for (const QString& key : IFCONFIG_KEY) {
+                if (!word.contains(key))
+                    continue;
+                ++i;
+                attributes.insert(key, key == QLatin1String("netmask") ? NetmaskHex2Str(valueAfter(i)) : valueAfter(i));
+                break;
+            }
+        }
+    }
+}
+
+InterfaceMap NetworkManager::mergeMap(const InterfaceMap& networksetup, const InterfaceMap& ifconfig)
+{
+    InterfaceMap result;
+    for (auto it = networksetup.cbegin(); it != networksetup.cend(); ++it) {
+        const auto found = ifconfig.constFind(it.key());
+        if (found == ifconfig.cend())
+            continue;
+        QMap<QString, QString> entry = found.value();
+        entry.insert(it.value());
+        result.insert(it.key(), entry);
+    }
+    return result;
+}
+
+QList<QString> NetworkManager::getInterfaces() const
+{
+    return interfaces.keys();
+}
+
+QString NetworkManager::getInterfaceByName(const QString& name) const
+{
+    for (auto it = interfaces.cbegin(); it != interfaces.cend(); ++it) {
+        if (getName(it.key()).contains(name))
+            return it.key();
+    }
+    return {};
+}
+
+QString NetworkManager::value(const QString& device, const QString& key) const
+{
+    return interfaces.value(device).value(key);
+}
+
+QString NetworkManager::getName(const QString& device) const
+{
+    return value(device, QStringLiteral("name"));
+}
+
+QString NetworkManager::getIp4(const QString& device) const
+{
+    return value(device, QStringLiteral("IP address"));
+}
+
+QString NetworkManager::getNetmask(const QString& device) const
+{
+    return value(device, QStringLiteral("Subnet mask"));
+}
+
+QString NetworkManager::getRouter(const QString& device) const
+{
+    return value(device, QStringLiteral("Router"));
+}
+
+bool NetworkManager::isIPv4(const QString& text)
+{
+    static const QRegularExpression expression(QStringLiteral("^%1$").arg(IP_PATTERN));
+    return expression.match(text).hasMatch();
+}
+
+QString NetworkManager::NetmaskHex2Str(const QString& hex)
+{
+    if (hex.size() < 4 || hex.size() > 10)
+        return {};
+    QString result;
+    for (qsizetype i = 3; i < hex.size(); i += 2) {
+        bool ok = false;
+        const int octet = hex.mid(i - 1, 2).toInt(&ok, 16);
+        if (!ok)
+            return hex;
+        result += QString::number(octet) + QLatin1Char('.');
+    }
+    result.chop(1);
+    return result;
+}
+
+QList<QString> NetworkManager::setDHCP(const QString& service)
+{
+    try {
+        return System::execute(QStringLiteral("networksetup"), {QStringLiteral("-setdhcp"), service});
+    } catch (const std::exception& e) {
+        qDebug() << "Erreur : " << e.what();
+        return {};
+    }
+}
+
+QList<QString> NetworkManager::setManual(const QString& service, const QString& ip, const QString& mask,
+                                         const QString& router)
+{
+    try {
+        setDHCP(service);
+        return System::execute(QStringLiteral("networksetup"),
+                               {QStringLiteral("-setmanual"), service, ip, mask, router});
+    } catch (const std::exception& e) {
+        qDebug() << "Erreur : " << e.what();
+        return {};
+    }
+}
