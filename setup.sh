@@ -35,7 +35,8 @@ tarnwick_setup() {
     export JOBS
 }
 
+# tarnwick_build [target]: configures build/ once and builds incrementally (everything by default).
 tarnwick_build() {
     cmake -S . -B build -DCMAKE_BUILD_TYPE="${BUILD_TYPE:-RelWithDebInfo}" >/dev/null || return 1
-    cmake --build build --parallel "$JOBS"
+    cmake --build build --parallel "$JOBS" ${1:+--target "$1"}
 }

@@ -1,0 +1,67 @@
+#!/bin/sh
+# Sets up what is missing, builds and starts Tarnwick.
+# On macOS it works on the real network services. Anywhere else it runs against the simulated Mac
+# in tools/fakemac with a throwaway home folder; without a display it takes a screenshot under a
+# virtual X server instead of staying open.
+set -e
+cd "$(dirname "$0")"
+top=$(pwd)
+. ./setup.sh
+
+headless=""
+if [ "$(uname -s)" != Darwin ] && [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
+    headless=1
+    TARNWICK_EXTRA_PACKAGES="xvfb x11-utils imagemagick fonts-dejavu-core"
+fi
+tarnwick_setup
+tarnwick_build Tarnwick
+
+if [ "$(uname -s)" = Darwin ]; then
+    exec "$top/build/app/Tarnwick.app/Contents/MacOS/Tarnwick" "$@"
+fi
+
+HOME=$(mktemp -d "${TMPDIR:-/tmp}/tarnwick-home.XXXXXX")
+FAKEMAC_STATE="$HOME/fakemac"
+PATH="$top/tools/fakemac:$PATH"
+export HOME FAKEMAC_STATE PATH
+echo "Not a Mac: Tarnwick runs against the simulated Mac in tools/fakemac, with the throwaway home $HOME."
+
+if [ -z "$headless" ]; then
+    exec "$top/build/app/Tarnwick" "$@"
+fi
+
+title="Tarnwick 0.8.3"
+shot="$top/build/screenshot.png"
+log="$top/build/run.log"
+Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$HOME/display" >"$HOME/xvfb.log" 2>&1 &
+xvfb=$!
+app=""
+cleanup() {
+    [ -n "$app" ] && kill "$app" 2>/dev/null
+    kill "$xvfb" 2>/dev/null
+}
+trap cleanup EXIT
+
+i=0
+until [ -s "$HOME/display" ] && DISPLAY=":$(cat "$HOME/display")" xdpyinfo >/dev/null 2>&1; do
+    i=$((i + 1))
+    [ "$i" -le 100 ] || { echo "The virtual X server did not start; see $HOME/xvfb.log" >&2; exit 1; }
+    sleep 0.1
+done
+DISPLAY=":$(cat "$HOME/display")"
+export DISPLAY
+
+QT_QPA_PLATFORM=xcb "$top/build/app/Tarnwick" >"$log" 2>&1 &
+app=$!
+# The window is shown only after its constructor has read the interfaces and the profiles,
+# so once it is mapped it holds the first reading.
+i=0
+until xwininfo -name "$title" 2>/dev/null | grep -q 'IsViewable'; do
+    i=$((i + 1))
+    kill -0 "$app" 2>/dev/null || { echo "Tarnwick ended early; see $log" >&2; exit 1; }
+    [ "$i" -le 600 ] || { echo "No Tarnwick window after 60 s; see $log" >&2; exit 1; }
+    sleep 0.1
+done
+sleep 1
+import -window "$title" "$shot"
+echo "$shot"
