@@ -1,0 +1,94 @@
+#include "dialogs/settingsdialog.h"
+#include "ui_settingsdialog.h"
+
+#include "config/configmanager.h"
+
+#include <QMessageBox>
+#include <QStringList>
+
+namespace {
+// The one separator of the stored list, both read and written.
+const QString listSeparator = QStringLiteral(", ");
+const QString settingsSection = QStringLiteral("settings");
+const QString networkIdKey = QStringLiteral("default_network_id");
+const QString forbiddenKey = QStringLiteral("forbidden_interfaces");
+const int fallbackNetworkId = 201;
+} // namespace
+
+SettingsDialog::SettingsDialog(ConfigManager& config, QWidget* parent)
+    : QDialog(parent), ui(new Ui::SettingsDialog), config(config)
+{
+    ui->setupUi(this);
+
+    connect(ui->buttonAdd, &QAbstractButton::clicked, this, &SettingsDialog::onAdd);
+    connect(ui->buttonRemove, &QAbstractButton::clicked, this, &SettingsDialog::onRemove);
+    connect(ui->buttonSave, &QAbstractButton::clicked, this, &SettingsDialog::onSave);
+    connect(ui->buttonRestore, &QAbstractButton::clicked, this, &SettingsDialog::onRestore);
+    connect(ui->buttonClose, &QAbstractButton::clicked, this, &QWidget::close);
+
+    loadSettings();
+}
+
+SettingsDialog::~SettingsDialog()
+{
+    delete ui;
+}
+
+void SettingsDialog::loadSettings()
+{
+    const int networkId = config.getParameter(settingsSection, networkIdKey).toInt();
+    // A missing or broken value shows the usual host number rather than the spin box's clamped bound.
+    ui->spinBoxNetworkId->setValue(networkId >= 1 && networkId <= 254 ? networkId : fallbackNetworkId);
+
+    ui->listForbidden->clear();
+    const QString forbidden = config.getParameter(settingsSection, forbiddenKey);
+    if (forbidden.isEmpty())
+        return;
+    const QStringList parts = forbidden.split(listSeparator, Qt::KeepEmptyParts, Qt::CaseSensitive);
+    for (const QString& part : parts) {
+        const QString name = part.trimmed();
+        if (!name.isEmpty())
+            ui->listForbidden->addItem(name);
+    }
+}
+
+void SettingsDialog::onAdd()
+{
+    const QString name = ui->lineEditForbidden->text().trimmed();
+    if (name.isEmpty())
+        return;
+    ui->listForbidden->addItem(name);
+    ui->lineEditForbidden->clear();
+}
+
+void SettingsDialog::onRemove()
+{
+    QListWidgetItem* item = ui->listForbidden->currentItem();
+    if (!item)
+        return;
+    delete ui->listForbidden->takeItem(ui->listForbidden->row(item));
+}
+
+void SettingsDialog::onSave()
+{
+    const QString networkId = QString::number(ui->spinBoxNetworkId->value());
+    QStringList names;
+    for (int row = 0; row < ui->listForbidden->count(); ++row)
+        names.append(ui->listForbidden->item(row)->text());
+
+    // The list is only written when the network id could be; either way the dialog ends without a word.
+    if (config.updateSetting(networkIdKey, networkId))
+        config.updateSetting(forbiddenKey, names.join(listSeparator));
+    close();
+}
+
+void SettingsDialog::onRestore()
+{
+    const QMessageBox::StandardButton answer = QMessageBox::question(
+        this, tr("Confirm Restore"), tr("Restore default configuration?\nThis will reset all profiles and settings."),
+        QMessageBox::Yes | QMessageBox::No, QMessageBox::NoButton);
+    if (answer != QMessageBox::Yes)
+        return;
+    if (config.restoreDefault())
+        loadSettings();
+}
