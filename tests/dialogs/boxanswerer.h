@@ -51,8 +51,8 @@ private:
         if (!box || !box->isVisible() || box == answered)
             return;
         answered = box;
-        seen.append({box->windowTitle(), box->text(), box->icon(), box->standardButtons(),
-                     box->defaultButton() != nullptr});
+        seen.append(
+            {box->windowTitle(), box->text(), box->icon(), box->standardButtons(), box->defaultButton() != nullptr});
 
         QMessageBox::StandardButton answer = planned.isEmpty() ? QMessageBox::NoButton : planned.takeFirst();
         QAbstractButton* button = box->button(answer);

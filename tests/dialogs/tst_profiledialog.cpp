@@ -130,7 +130,7 @@ private slots:
 private:
     void construct();
     void open();
-    template<typename T> T* child(const char* name) const;
+    template <typename T> T* child(const char* name) const;
     QLineEdit* field(const char* name) const { return child<QLineEdit>(name); }
     QListWidget* list() const { return child<QListWidget>("listProfiles"); }
     void click(const char* button);
@@ -180,7 +180,7 @@ void TestProfileDialog::open()
     QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
 }
 
-template<typename T> T* TestProfileDialog::child(const char* name) const
+template <typename T> T* TestProfileDialog::child(const char* name) const
 {
     T* widget = dialog->findChild<T*>(QLatin1String(name));
     if (!widget)
@@ -340,19 +340,18 @@ void TestProfileDialog::savesNewProfileTrimmed_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<ProfileEntry>("stored");
 
-    QTest::newRow("blanks around every field")
-        << QStringList{"  Office ", " 10.0.0.0", "255.0.0.0  ", " 10.0.0.1 "} << "Office"
-        << profile("10.0.0.0", "255.0.0.0", "10.0.0.1");
-    QTest::newRow("empty gateway is left out") << QStringList{"Lab", "10.1.0.0", "255.255.0.0", ""} << "Lab"
-                                               << profile("10.1.0.0", "255.255.0.0");
-    QTest::newRow("blank gateway is left out") << QStringList{"Lab", "10.1.0.0", "255.255.0.0", "   "} << "Lab"
-                                               << profile("10.1.0.0", "255.255.0.0");
+    QTest::newRow("blanks around every field") << QStringList{"  Office ", " 10.0.0.0", "255.0.0.0  ", " 10.0.0.1 "}
+                                               << "Office" << profile("10.0.0.0", "255.0.0.0", "10.0.0.1");
+    QTest::newRow("empty gateway is left out")
+        << QStringList{"Lab", "10.1.0.0", "255.255.0.0", ""} << "Lab" << profile("10.1.0.0", "255.255.0.0");
+    QTest::newRow("blank gateway is left out")
+        << QStringList{"Lab", "10.1.0.0", "255.255.0.0", "   "} << "Lab" << profile("10.1.0.0", "255.255.0.0");
     QTest::newRow("non-contiguous mask") << QStringList{"Odd", "10.2.0.0", "255.0.255.0", ""} << "Odd"
                                          << profile("10.2.0.0", "255.0.255.0");
-    QTest::newRow("lower-case dhcp is not reserved") << QStringList{"dhcp", "10.3.0.0", "255.255.255.0", ""}
-                                                     << "dhcp" << profile("10.3.0.0", "255.255.255.0");
-    QTest::newRow("capitalised Settings is not reserved")
-        << QStringList{"Settings", "10.4.0.0", "255.255.255.0", ""} << "Settings" << profile("10.4.0.0", "255.255.255.0");
+    QTest::newRow("lower-case dhcp is not reserved")
+        << QStringList{"dhcp", "10.3.0.0", "255.255.255.0", ""} << "dhcp" << profile("10.3.0.0", "255.255.255.0");
+    QTest::newRow("capitalised Settings is not reserved") << QStringList{"Settings", "10.4.0.0", "255.255.255.0", ""}
+                                                          << "Settings" << profile("10.4.0.0", "255.255.255.0");
 }
 
 void TestProfileDialog::savesNewProfileTrimmed()
@@ -398,16 +397,18 @@ void TestProfileDialog::refusesInvalidFieldsInOrder_data()
         << QStringList{"DHCP", "", "", ""} << "The name \"DHCP\" is reserved." << name;
     QTest::newRow("empty address") << QStringList{"Lab", "", "255.0.0.0", ""} << "Invalid IP address."
                                    << "lineEditAddress";
-    QTest::newRow("octet out of range") << QStringList{"Lab", "10.0.0.256", "255.0.0.0", ""}
-                                        << "Invalid IP address." << "lineEditAddress";
-    QTest::newRow("bad address before a bad mask")
-        << QStringList{"Lab", "10.0.0", "255.0", ""} << "Invalid IP address." << "lineEditAddress";
+    QTest::newRow("octet out of range") << QStringList{"Lab", "10.0.0.256", "255.0.0.0", ""} << "Invalid IP address."
+                                        << "lineEditAddress";
+    QTest::newRow("bad address before a bad mask") << QStringList{"Lab", "10.0.0", "255.0", ""} << "Invalid IP address."
+                                                   << "lineEditAddress";
     QTest::newRow("bad mask") << QStringList{"Lab", "10.0.0.0", "255.255.255", ""} << "Invalid subnet mask."
                               << "lineEditMask";
     QTest::newRow("bad mask before a bad gateway")
-        << QStringList{"Lab", "10.0.0.0", "mask", "gw"} << "Invalid subnet mask." << "lineEditMask";
+        << QStringList{"Lab", "10.0.0.0", "mask", "gw"} << "Invalid subnet mask."
+        << "lineEditMask";
     QTest::newRow("bad gateway") << QStringList{"Lab", "10.0.0.0", "255.0.0.0", "10.0.0.1.1"}
-                                 << "Invalid gateway address." << "lineEditGateway";
+                                 << "Invalid gateway address."
+                                 << "lineEditGateway";
 }
 
 void TestProfileDialog::refusesInvalidFieldsInOrder()
