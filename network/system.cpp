@@ -33,6 +33,8 @@ QList<QString> execute(const QString& program, const QList<QString>& arguments)
         QEventLoop loop;
         QTimer timeout;
         timeout.setSingleShot(true);
+        // A coarse timer may fire up to 5 % early and cut off a command that is still within its 30 s.
+        timeout.setTimerType(Qt::PreciseTimer);
         QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
         QObject::connect(&process, &QProcess::errorOccurred, &loop, [&loop](QProcess::ProcessError error) {
             if (error == QProcess::FailedToStart)
