@@ -1,0 +1,3 @@
+#!/bin/sh
+echo "** Error: Command requires admin privileges." >&2
+exit 14
