@@ -87,8 +87,6 @@ private slots:
     void firstStartCreatesFolderAndCopiesDefault();
     void laterStartLoadsWithoutCopying();
     void printsSectionsInNameOrder();
-    void printsNothingForEmptyModel();
-    void copyRefusesExistingDestination();
     void readOnlyFileIsReplacedBySave();
 
     void startFailureLeavesStoreEmpty_data();
@@ -100,8 +98,6 @@ private slots:
     void restoreDefaultFailureKeepsModel_data();
     void restoreDefaultFailureKeepsModel();
 
-    void answersParameters_data();
-    void answersParameters();
     void refusedOperationLeavesFileUntouched_data();
     void refusedOperationLeavesFileUntouched();
     void changeIsWrittenThrough_data();
@@ -153,6 +149,9 @@ void TestConfigManager::firstStartCreatesFolderAndCopiesDefault()
     QCOMPARE(log.lines, expected);
     QVERIFY(fileBytes(config()) == fileBytes(defaultResource));
     QCOMPARE(store.getProfileEntries(), defaultProfiles);
+    QCOMPARE(store.getParameter(QStringLiteral("APIPA-FIX"), QStringLiteral("gateway")), QString());
+    QCOMPARE(store.getParameter(QStringLiteral("Nowhere"), QStringLiteral("address")), QString());
+    // Asking must not leave an empty section behind for the next save to write.
     QCOMPARE(modelDump(store), defaultModel);
 }
 
@@ -203,28 +202,6 @@ void TestConfigManager::printsSectionsInNameOrder()
         QStringLiteral("  - \"forbidden_interfaces\" : \"Thunderbolt Bridge, Pont Thunderbolt\""),
     };
     QCOMPARE(log.lines, expected);
-}
-
-void TestConfigManager::printsNothingForEmptyModel()
-{
-    ConfigManager store = start(missingDefault);
-
-    LogCapture log;
-    store.print();
-    QCOMPARE(log.lines, QStringList());
-}
-
-void TestConfigManager::copyRefusesExistingDestination()
-{
-    const QString destination = home->filePath(QStringLiteral("copy.xml"));
-    QVERIFY(writeFile(destination, "mine"));
-
-    LogCapture log;
-    QVERIFY(!ConfigManager::copyFile(defaultResource, destination));
-
-    QCOMPARE(log.lines, QStringList{QStringLiteral("Impossible de copier ") + quoted(defaultResource) +
-                                    QStringLiteral(" vers ") + quoted(destination)});
-    QVERIFY(fileBytes(destination) == "mine");
 }
 
 // The copy of the compiled-in default keeps the resource's read-only permissions; saving must still
@@ -408,45 +385,6 @@ void TestConfigManager::restoreDefaultFailureKeepsModel()
     QCOMPARE(capture.lines, log);
     QCOMPARE(modelDump(store), QStringLiteral("Lab: address=10.0.0.0"));
     QCOMPARE(QFileInfo::exists(config()), fileLeft);
-}
-
-void TestConfigManager::answersParameters_data()
-{
-    QTest::addColumn<QString>("section");
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QString>("value");
-
-    QTest::newRow("profile address") << "LA-Network"
-                                     << "address"
-                                     << "192.168.1.0";
-    QTest::newRow("profile without gateway") << "APIPA-FIX"
-                                             << "gateway"
-                                             << "";
-    QTest::newRow("setting") << "settings"
-                             << "forbidden_interfaces"
-                             << "Thunderbolt Bridge, Pont Thunderbolt";
-    QTest::newRow("unknown section") << "Nowhere"
-                                     << "address"
-                                     << "";
-    QTest::newRow("section name in other case") << "la-network"
-                                                << "address"
-                                                << "";
-    QTest::newRow("key in other case") << "LA-Network"
-                                       << "Address"
-                                       << "";
-}
-
-void TestConfigManager::answersParameters()
-{
-    QFETCH(QString, section);
-    QFETCH(QString, key);
-    QFETCH(QString, value);
-
-    ConfigManager store = start();
-    QCOMPARE(store.getParameter(section, key), value);
-    // Asking must not leave an empty section behind for the next save to write.
-    QCOMPARE(modelDump(store), defaultModel);
-    QCOMPARE(store.getProfileEntries(), defaultProfiles);
 }
 
 void TestConfigManager::refusedOperationLeavesFileUntouched_data()
