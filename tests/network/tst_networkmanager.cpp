@@ -261,8 +261,9 @@ void TestNetworkManager::appliesManualAfterDhcpAndShowsItAfterUpdate()
     NetworkManager manager;
     mac.clearCalls();
 
-    const QList<QString> result = NetworkManager::setManual(QStringLiteral("Wi-Fi"), QStringLiteral("192.168.1.201"),
-                                                            QStringLiteral("255.255.255.0"), QStringLiteral("192.168.1.1"));
+    const QList<QString> result =
+        NetworkManager::setManual(QStringLiteral("Wi-Fi"), QStringLiteral("192.168.1.201"),
+                                  QStringLiteral("255.255.255.0"), QStringLiteral("192.168.1.1"));
     QCOMPARE(result, (QList<QString>{QString(), QString()}));
     QCOMPARE(mac.calls(), (QList<QStringList>{call({"networksetup", "-setdhcp", "Wi-Fi"}),
                                               call({"networksetup", "-setmanual", "Wi-Fi", "192.168.1.201",
@@ -282,8 +283,8 @@ void TestNetworkManager::passesAnEmptyRouterAsAnArgument()
 
     NetworkManager::setManual(QStringLiteral("USB 10/100/1000 LAN"), QStringLiteral("172.16.5.9"),
                               QStringLiteral("255.255.240.0"), QString());
-    QCOMPARE(mac.calls().last(), (call({"networksetup", "-setmanual", "USB 10/100/1000 LAN", "172.16.5.9",
-                                        "255.255.240.0", ""})));
+    QCOMPARE(mac.calls().last(),
+             (call({"networksetup", "-setmanual", "USB 10/100/1000 LAN", "172.16.5.9", "255.255.240.0", ""})));
     manager.update();
     QCOMPARE(manager.getIp4(QStringLiteral("en5")), QStringLiteral("172.16.5.9"));
     QCOMPARE(manager.getNetmask(QStringLiteral("en5")), QStringLiteral("255.255.240.0"));
@@ -311,8 +312,8 @@ void TestNetworkManager::returnsTheErrorOfTheManualStep_data()
                                      << QStringLiteral("10.0.1.100");
     // Where the real command prints its errors on standard output, the caller sees no error text.
     QTest::newRow("error printed on standard output")
-        << QStringLiteral("admin") << true << QStringLiteral("** Error: Command requires admin privileges.\n") << QString()
-        << unchanged;
+        << QStringLiteral("admin") << true << QStringLiteral("** Error: Command requires admin privileges.\n")
+        << QString() << unchanged;
 }
 
 void TestNetworkManager::returnsTheErrorOfTheManualStep()
@@ -330,8 +331,9 @@ void TestNetworkManager::returnsTheErrorOfTheManualStep()
     mac.setErrorsToStdout(errorsToStdout);
     mac.clearCalls();
 
-    const QList<QString> result = NetworkManager::setManual(QStringLiteral("Ethernet"), QStringLiteral("192.168.1.201"),
-                                                            QStringLiteral("255.255.255.0"), QStringLiteral("192.168.1.1"));
+    const QList<QString> result =
+        NetworkManager::setManual(QStringLiteral("Ethernet"), QStringLiteral("192.168.1.201"),
+                                  QStringLiteral("255.255.255.0"), QStringLiteral("192.168.1.1"));
     QCOMPARE(result, (QList<QString>{out, err}));
     // The manual step runs even when the switch to DHCP before it failed.
     QCOMPARE(mac.calls().size(), 2);

@@ -63,10 +63,11 @@ void TestNetworkParsers::readsServiceOrder_data()
     QTest::addColumn<QStringList>("services");
 
     QTest::newRow("empty output") << QString() << QStringList();
-    QTest::newRow("two en services")
-        << heading + QStringLiteral("(1) Ethernet\n(Hardware Port: Ethernet, Device: en0)\n\n"
-                                    "(2) Wi-Fi\n(Hardware Port: Wi-Fi, Device: en1)\n")
-        << QStringList{QStringLiteral("Ethernet|Ethernet|en0"), QStringLiteral("Wi-Fi|Wi-Fi|en1")};
+    QTest::newRow("two en services") << heading +
+                                            QStringLiteral("(1) Ethernet\n(Hardware Port: Ethernet, Device: en0)\n\n"
+                                                           "(2) Wi-Fi\n(Hardware Port: Wi-Fi, Device: en1)\n")
+                                     << QStringList{QStringLiteral("Ethernet|Ethernet|en0"),
+                                                    QStringLiteral("Wi-Fi|Wi-Fi|en1")};
     QTest::newRow("no line feed after the last service")
         << heading + QStringLiteral("(1) Wi-Fi\n(Hardware Port: Wi-Fi, Device: en0)")
         << QStringList{QStringLiteral("Wi-Fi|Wi-Fi|en0")};
@@ -127,7 +128,8 @@ void TestNetworkParsers::readsServiceInfo_data()
     const QString ipv6 = QStringLiteral("IPv6: Automatic\nIPv6 IP address: none\nIPv6 Router: none\n");
     QTest::newRow("manual with router")
         << QStringLiteral("Manual Configuration\nIP address: 192.168.1.201\nSubnet mask: 255.255.255.0\n"
-                          "Router: 192.168.1.1\n") + ipv6 + QStringLiteral("Ethernet Address: a8:20:66:4b:00:11\n")
+                          "Router: 192.168.1.1\n") +
+               ipv6 + QStringLiteral("Ethernet Address: a8:20:66:4b:00:11\n")
         << QStringList{QStringLiteral("IP address=192.168.1.201"), QStringLiteral("Router=192.168.1.1"),
                        QStringLiteral("Subnet mask=255.255.255.0")};
     QTest::newRow("router (null) gives no router")
@@ -136,16 +138,18 @@ void TestNetworkParsers::readsServiceInfo_data()
         << QStringList{QStringLiteral("IP address=10.0.1.16"), QStringLiteral("Subnet mask=255.255.255.0")};
     QTest::newRow("empty router and address keep their keys")
         << QStringLiteral("Manual Configuration\nIP address:\nSubnet mask: 255.0.0.0\nRouter:\n")
-        << QStringList{QStringLiteral("IP address="), QStringLiteral("Router="), QStringLiteral("Subnet mask=255.0.0.0")};
-    QTest::newRow("DHCP without lease")
-        << QStringLiteral("DHCP Configuration\nClient ID: \n") + ipv6 + QStringLiteral("Wi-Fi ID: 8c:85:90:3b:c2:17\n")
-        << QStringList();
+        << QStringList{QStringLiteral("IP address="), QStringLiteral("Router="),
+                       QStringLiteral("Subnet mask=255.0.0.0")};
+    QTest::newRow("DHCP without lease") << QStringLiteral("DHCP Configuration\nClient ID: \n") + ipv6 +
+                                               QStringLiteral("Wi-Fi ID: 8c:85:90:3b:c2:17\n")
+                                        << QStringList();
     QTest::newRow("blanks trimmed, carriage return too")
         << QStringLiteral("IP address:   10.1.2.3  \nSubnet mask: 255.255.0.0\r\nRouter: 10.1.0.1 \n")
         << QStringList{QStringLiteral("IP address=10.1.2.3"), QStringLiteral("Router=10.1.0.1"),
                        QStringLiteral("Subnet mask=255.255.0.0")};
     QTest::newRow("only lines starting with the prefix count")
-        << QStringLiteral(" IP address: 1.1.1.1\nIPv6 IP address: fd00::1\nIPv6 Router: fd00::fe\nip address: 2.2.2.2\n")
+        << QStringLiteral(
+               " IP address: 1.1.1.1\nIPv6 IP address: fd00::1\nIPv6 Router: fd00::fe\nip address: 2.2.2.2\n")
         << QStringList();
     QTest::newRow("later line wins")
         << QStringLiteral("IP address: 1.1.1.1\nIP address: 2.2.2.2\nRouter: 1.1.1.254\nRouter: (null)\n")
@@ -194,7 +198,8 @@ void TestNetworkParsers::readsIfconfigBlocks_data()
                        QStringLiteral("en0 scopeid=0x4"),
                        QStringLiteral("en0 status=active")};
     QTest::newRow("last block lost without final line feed")
-        << QStringLiteral("en0: flags=8863<UP> mtu 1500\n\tstatus: active\nen1: flags=8863<UP> mtu 1500\n\tstatus: inactive")
+        << QStringLiteral(
+               "en0: flags=8863<UP> mtu 1500\n\tstatus: active\nen1: flags=8863<UP> mtu 1500\n\tstatus: inactive")
         << QStringList{QStringLiteral("en0 flags=8863<UP>"), QStringLiteral("en0 mtu=1500"),
                        QStringLiteral("en0 status=active")};
     QTest::newRow("loopback: last inet6 wins")
@@ -202,9 +207,12 @@ void TestNetworkParsers::readsIfconfigBlocks_data()
                           "\tinet 127.0.0.1 netmask 0xff000000\n\tinet6 ::1 prefixlen 128 \n"
                           "\tinet6 fe80::1%lo0 prefixlen 64 scopeid 0x1 \n")
         << QStringList{QStringLiteral("lo0 flags=8049<UP,LOOPBACK,RUNNING,MULTICAST>"),
-                       QStringLiteral("lo0 inet=127.0.0.1"), QStringLiteral("lo0 inet6=fe80::1%lo0"),
-                       QStringLiteral("lo0 mtu=16384"), QStringLiteral("lo0 netmask=255.0.0.0"),
-                       QStringLiteral("lo0 prefixlen=64"), QStringLiteral("lo0 scopeid=0x1")};
+                       QStringLiteral("lo0 inet=127.0.0.1"),
+                       QStringLiteral("lo0 inet6=fe80::1%lo0"),
+                       QStringLiteral("lo0 mtu=16384"),
+                       QStringLiteral("lo0 netmask=255.0.0.0"),
+                       QStringLiteral("lo0 prefixlen=64"),
+                       QStringLiteral("lo0 scopeid=0x1")};
     QTest::newRow("header-only blocks")
         << QStringLiteral("XHC20: flags=0<> mtu 0\ngif0: flags=8010<POINTOPOINT,MULTICAST> mtu 1280\n")
         << QStringList{QStringLiteral("XHC20 flags=0<>"), QStringLiteral("XHC20 mtu=0"),
@@ -268,38 +276,43 @@ void TestNetworkParsers::readsOurRecordedMachines_data()
         << QStringLiteral("macbook-air-m2")
         << QStringList{QStringLiteral("USB 10/100/1000 LAN|USB 10/100/1000 LAN|en7"), QStringLiteral("Wi-Fi|Wi-Fi|en0"),
                        QStringLiteral("iPhone USB|iPhone USB|en8")}
-        << QStringList{QStringLiteral("lo0"),   QStringLiteral("gif0"),  QStringLiteral("stf0"),
-                       QStringLiteral("anpi0"), QStringLiteral("anpi1"), QStringLiteral("en3"),
-                       QStringLiteral("en4"),   QStringLiteral("en1"),   QStringLiteral("en2"),
-                       QStringLiteral("ap1"),   QStringLiteral("en0"),   QStringLiteral("awdl0"),
+        << QStringList{QStringLiteral("lo0"),   QStringLiteral("gif0"),    QStringLiteral("stf0"),
+                       QStringLiteral("anpi0"), QStringLiteral("anpi1"),   QStringLiteral("en3"),
+                       QStringLiteral("en4"),   QStringLiteral("en1"),     QStringLiteral("en2"),
+                       QStringLiteral("ap1"),   QStringLiteral("en0"),     QStringLiteral("awdl0"),
                        QStringLiteral("llw0"),  QStringLiteral("bridge0"), QStringLiteral("utun0"),
-                       QStringLiteral("utun1"), QStringLiteral("utun2"), QStringLiteral("utun3"),
+                       QStringLiteral("utun1"), QStringLiteral("utun2"),   QStringLiteral("utun3"),
                        QStringLiteral("en7"),   QStringLiteral("utun4")}
         << QStringList{QStringLiteral("en0 inet=192.168.178.52"),
                        QStringLiteral("en0 inet6=2a02:8109:b6c0:4e00:14d2:9a1f:63b8:c2e7"),
-                       QStringLiteral("en7 netmask=255.255.255.0"), QStringLiteral("en7 status=active"),
-                       QStringLiteral("utun4 inet=172.31.4.18"), QStringLiteral("anpi0 media=none"),
+                       QStringLiteral("en7 netmask=255.255.255.0"),
+                       QStringLiteral("en7 status=active"),
+                       QStringLiteral("utun4 inet=172.31.4.18"),
+                       QStringLiteral("anpi0 media=none"),
                        QStringLiteral("bridge0 flags=3<LEARNING,DISCOVER>")};
     QTest::newRow("iMac, macOS 10.14, French names")
         << QStringLiteral("imac-2019")
         << QStringList{QStringLiteral("Ethernet|Ethernet|en0"), QStringLiteral("Wi-Fi|Wi-Fi|en1"),
                        QStringLiteral("PAN Bluetooth|Bluetooth PAN|en3")}
-        << QStringList{QStringLiteral("lo0"), QStringLiteral("gif0"), QStringLiteral("stf0"), QStringLiteral("XHC20"),
-                       QStringLiteral("en0"), QStringLiteral("en1"), QStringLiteral("en2"), QStringLiteral("bridge0"),
-                       QStringLiteral("p2p0"), QStringLiteral("en3"), QStringLiteral("utun0")}
+        << QStringList{QStringLiteral("lo0"),   QStringLiteral("gif0"),    QStringLiteral("stf0"),
+                       QStringLiteral("XHC20"), QStringLiteral("en0"),     QStringLiteral("en1"),
+                       QStringLiteral("en2"),   QStringLiteral("bridge0"), QStringLiteral("p2p0"),
+                       QStringLiteral("en3"),   QStringLiteral("utun0")}
         << QStringList{QStringLiteral("en0 netmask=255.255.254.0"), QStringLiteral("en0 broadcast=10.20.31.255"),
                        QStringLiteral("en0 ether=38:f9:d3:0a:41:5e"), QStringLiteral("en1 status=inactive"),
                        QStringLiteral("XHC20 mtu=0")};
     QTest::newRow("MacBook Pro, OS X 10.11")
         << QStringLiteral("macbook-pro-2015")
-        << QStringList{QStringLiteral("Wi-Fi|Wi-Fi|en0"), QStringLiteral("Thunderbolt Ethernet|Thunderbolt Ethernet|en4"),
+        << QStringList{QStringLiteral("Wi-Fi|Wi-Fi|en0"),
+                       QStringLiteral("Thunderbolt Ethernet|Thunderbolt Ethernet|en4"),
                        QStringLiteral("Thunderbolt Ethernet 2|Thunderbolt Ethernet|en4")}
-        << QStringList{QStringLiteral("lo0"),   QStringLiteral("gif0"),    QStringLiteral("stf0"),
-                       QStringLiteral("en0"),   QStringLiteral("en1"),     QStringLiteral("en2"),
-                       QStringLiteral("p2p0"),  QStringLiteral("awdl0"),   QStringLiteral("bridge0"),
+        << QStringList{QStringLiteral("lo0"),  QStringLiteral("gif0"),  QStringLiteral("stf0"),
+                       QStringLiteral("en0"),  QStringLiteral("en1"),   QStringLiteral("en2"),
+                       QStringLiteral("p2p0"), QStringLiteral("awdl0"), QStringLiteral("bridge0"),
                        QStringLiteral("en4")}
-        << QStringList{QStringLiteral("en4 inet6=fd00:5:1:0:8d1f:22e6:f3a0:7b51"), QStringLiteral("en4 inet=172.20.1.201"),
-                       QStringLiteral("en4 netmask=255.255.0.0"), QStringLiteral("lo0 inet6=fe80::1%lo0"),
+        << QStringList{QStringLiteral("en4 inet6=fd00:5:1:0:8d1f:22e6:f3a0:7b51"),
+                       QStringLiteral("en4 inet=172.20.1.201"), QStringLiteral("en4 netmask=255.255.0.0"),
+                       QStringLiteral("lo0 inet6=fe80::1%lo0"),
                        QStringLiteral("en0 nd6_options=options=1<PERFORMNUD>")};
 }
 
@@ -313,7 +326,8 @@ void TestNetworkParsers::readsOurRecordedMachines()
     const QString listing = FakeMac::fixture(machine + QStringLiteral("/listnetworkserviceorder.txt"));
     QCOMPARE(flatten(NetworkManager::parseServiceOrder(listing)), services);
 
-    const InterfaceMap ifconfig = NetworkManager::parseIfconfig(FakeMac::fixture(machine + QStringLiteral("/ifconfig.txt")));
+    const InterfaceMap ifconfig =
+        NetworkManager::parseIfconfig(FakeMac::fixture(machine + QStringLiteral("/ifconfig.txt")));
     QStringList sortedDevices = devices;
     sortedDevices.sort();
     QStringList keys = ifconfig.keys();
@@ -389,14 +403,14 @@ void TestNetworkParsers::checksIPv4Text()
 
 void TestNetworkParsers::mergeKeepsOnlyDevicesBothCommandsKnow()
 {
-    const InterfaceMap networksetup{
-        {QStringLiteral("en0"), {{QStringLiteral("name"), QStringLiteral("Ethernet")},
-                                 {QStringLiteral("status"), QStringLiteral("from networksetup")}}},
-        {QStringLiteral("en1"), {{QStringLiteral("name"), QStringLiteral("Wi-Fi")}}}};
-    const InterfaceMap ifconfig{
-        {QStringLiteral("en0"), {{QStringLiteral("inet"), QStringLiteral("192.168.1.201")},
-                                 {QStringLiteral("status"), QStringLiteral("active")}}},
-        {QStringLiteral("lo0"), {{QStringLiteral("inet"), QStringLiteral("127.0.0.1")}}}};
+    const InterfaceMap networksetup{{QStringLiteral("en0"),
+                                     {{QStringLiteral("name"), QStringLiteral("Ethernet")},
+                                      {QStringLiteral("status"), QStringLiteral("from networksetup")}}},
+                                    {QStringLiteral("en1"), {{QStringLiteral("name"), QStringLiteral("Wi-Fi")}}}};
+    const InterfaceMap ifconfig{{QStringLiteral("en0"),
+                                 {{QStringLiteral("inet"), QStringLiteral("192.168.1.201")},
+                                  {QStringLiteral("status"), QStringLiteral("active")}}},
+                                {QStringLiteral("lo0"), {{QStringLiteral("inet"), QStringLiteral("127.0.0.1")}}}};
 
     QCOMPARE(flatten(NetworkManager::mergeMap(networksetup, ifconfig)),
              (QStringList{QStringLiteral("en0 inet=192.168.1.201"), QStringLiteral("en0 name=Ethernet"),

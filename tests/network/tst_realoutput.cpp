@@ -134,11 +134,16 @@ void TestRealOutput::readsIfconfigAsWorkedOutByHand_data()
 
     QTest::newRow("Catalina laptop with USB Ethernet and a VPN")
         << QStringLiteral("ifconfig-glpi-1.txt")
-        << QStringList{QStringLiteral("en35 inet=192.168.0.205"), QStringLiteral("en35 netmask=255.255.255.0"),
-                       QStringLiteral("en35 status=active"), QStringLiteral("en35 media=autoselect"),
-                       QStringLiteral("utun4 inet=10.75.129.190"), QStringLiteral("utun4 netmask=255.255.255.0"),
-                       QStringLiteral("en40 netmask=255.255.0.0"), QStringLiteral("lo0 inet6=fe80::1%lo0"),
-                       QStringLiteral("bridge100 flags=3<LEARNING,DISCOVER>"), QStringLiteral("en0 status=inactive"),
+        << QStringList{QStringLiteral("en35 inet=192.168.0.205"),
+                       QStringLiteral("en35 netmask=255.255.255.0"),
+                       QStringLiteral("en35 status=active"),
+                       QStringLiteral("en35 media=autoselect"),
+                       QStringLiteral("utun4 inet=10.75.129.190"),
+                       QStringLiteral("utun4 netmask=255.255.255.0"),
+                       QStringLiteral("en40 netmask=255.255.0.0"),
+                       QStringLiteral("lo0 inet6=fe80::1%lo0"),
+                       QStringLiteral("bridge100 flags=3<LEARNING,DISCOVER>"),
+                       QStringLiteral("en0 status=inactive"),
                        QStringLiteral("stf0 mtu=1280")}
         << QStringList{QStringLiteral("en0 inet"), QStringLiteral("en0 netmask")};
     QTest::newRow("loopback alias: the second inet wins")
@@ -177,20 +182,24 @@ void TestRealOutput::readsListingsAsWorkedOutByHand_data()
 
     QTest::newRow("ten services, VPNs and a modem skipped")
         << QStringLiteral("listorder-mastermind-1.txt")
-        << QStringList{QStringLiteral("Thunderbolt Ethernet|Thunderbolt Ethernet|en3"), QStringLiteral("Wi-Fi|Wi-Fi|en0"),
-                       QStringLiteral("AirCard 782S|AirCard 782S|en5"), QStringLiteral("Bluetooth PAN|Bluetooth PAN|en4")};
+        << QStringList{QStringLiteral("Thunderbolt Ethernet|Thunderbolt Ethernet|en3"),
+                       QStringLiteral("Wi-Fi|Wi-Fi|en0"), QStringLiteral("AirCard 782S|AirCard 782S|en5"),
+                       QStringLiteral("Bluetooth PAN|Bluetooth PAN|en4")};
     QTest::newRow("service name differs from its port")
         << QStringLiteral("listorder-dnscryptswitcher-1.txt")
-        << QStringList{QStringLiteral("AX88179A|AX88179A|en9"), QStringLiteral("USB 10/100/1000 LAN|USB 10/100/1000 LAN|en5"),
-                       QStringLiteral("AX88179|AX88179|en6"), QStringLiteral("USB 10/100/1000 LAN 2|USB 10/100/1000 LAN|en11"),
-                       QStringLiteral("Wi-Fi|Wi-Fi|en0")};
-    QTest::newRow("serial modem first")
-        << QStringLiteral("listorder-tailscale-1.txt")
-        << QStringList{QStringLiteral("Ethernet|Ethernet|en0"), QStringLiteral("Wi-Fi|Wi-Fi|en1"),
-                       QStringLiteral("iPhone USB|iPhone USB|en5"), QStringLiteral("Bluetooth PAN|Bluetooth PAN|en4")};
+        << QStringList{
+               QStringLiteral("AX88179A|AX88179A|en9"), QStringLiteral("USB 10/100/1000 LAN|USB 10/100/1000 LAN|en5"),
+               QStringLiteral("AX88179|AX88179|en6"), QStringLiteral("USB 10/100/1000 LAN 2|USB 10/100/1000 LAN|en11"),
+               QStringLiteral("Wi-Fi|Wi-Fi|en0")};
+    QTest::newRow("serial modem first") << QStringLiteral("listorder-tailscale-1.txt")
+                                        << QStringList{QStringLiteral("Ethernet|Ethernet|en0"),
+                                                       QStringLiteral("Wi-Fi|Wi-Fi|en1"),
+                                                       QStringLiteral("iPhone USB|iPhone USB|en5"),
+                                                       QStringLiteral("Bluetooth PAN|Bluetooth PAN|en4")};
     QTest::newRow("port with parentheses")
         << QStringLiteral("listorder-udw-1.txt")
-        << QStringList{QStringLiteral("Thunderbolt Ethernet|Thunderbolt Ethernet|en4"), QStringLiteral("Wi-Fi|Wi-Fi|en0")};
+        << QStringList{QStringLiteral("Thunderbolt Ethernet|Thunderbolt Ethernet|en4"),
+                       QStringLiteral("Wi-Fi|Wi-Fi|en0")};
 }
 
 void TestRealOutput::readsListingsAsWorkedOutByHand()
@@ -215,9 +224,9 @@ void TestRealOutput::readsGetinfoAsWorkedOutByHand_data()
     QTest::newRow("manual without router, IPv6 off")
         << QStringLiteral("getinfo-macosscripts-1.txt")
         << QStringList{QStringLiteral("IP address=10.0.1.16"), QStringLiteral("Subnet mask=255.255.255.0")};
-    QTest::newRow("self-assigned address") << QStringLiteral("getinfo-usblan2016-1.txt")
-                                           << QStringList{QStringLiteral("IP address=169.254.31.164"),
-                                                          QStringLiteral("Subnet mask=255.255.0.0")};
+    QTest::newRow("self-assigned address")
+        << QStringLiteral("getinfo-usblan2016-1.txt")
+        << QStringList{QStringLiteral("IP address=169.254.31.164"), QStringLiteral("Subnet mask=255.255.0.0")};
     QTest::newRow("DHCP without lease") << QStringLiteral("getinfo-plantegg-2.txt") << QStringList();
 }
 

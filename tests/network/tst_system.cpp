@@ -50,8 +50,8 @@ void TestSystem::returnsBothChannelsAsText_data()
         << QStringLiteral("to standard error\n");
     QTest::newRow("arguments reach the program untouched")
         << script(QStringLiteral("arguments.sh"))
-        << QStringList{QStringLiteral("USB 10/100/1000 LAN"), QStringLiteral("$HOME"), QStringLiteral("*"),
-                       QString(), QStringLiteral("\"quoted\"")}
+        << QStringList{QStringLiteral("USB 10/100/1000 LAN"), QStringLiteral("$HOME"), QStringLiteral("*"), QString(),
+                       QStringLiteral("\"quoted\"")}
         << QStringLiteral("[USB 10/100/1000 LAN]\n[$HOME]\n[*]\n[]\n[\"quoted\"]\n") << QString();
     QTest::newRow("UTF-8 decoded, invalid bytes replaced")
         << script(QStringLiteral("encodings.sh")) << QStringList() << QStringLiteral("R\u00e9seau priv\u00e9\n")
@@ -126,7 +126,8 @@ void TestSystem::givesUpAfterThirtySecondsAndEndsTheChild()
     QTemporaryDir dir;
     const QString pidFile = dir.filePath(QStringLiteral("pid"));
     // Qt's own notice when the process object dies before its child.
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Destroyed while process .* is still running")));
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("Destroyed while process .* is still running")));
 
     QElapsedTimer clock;
     clock.start();
