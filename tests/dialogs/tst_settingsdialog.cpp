@@ -114,7 +114,7 @@ void TestSettingsDialog::open()
 {
     dialog = std::make_unique<SettingsDialog>(*store, nullptr);
     dialog->show();
-    QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
+    QVERIFY(QTest::qWaitForWindowActive(dialog.get()));
 }
 
 template <typename T> T* TestSettingsDialog::child(const char* name) const
