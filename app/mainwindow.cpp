@@ -2,6 +2,8 @@
 #include "ui_mainwindow.h"
 
 #include "dialogs/infodialog.h"
+#include "dialogs/profiledialog.h"
+#include "dialogs/settingsdialog.h"
 #include "network/system.h"
 
 #include <QDebug>
@@ -82,6 +84,8 @@ void MainWindow::ui_create_connect()
     connect(ui->execButton, &QAbstractButton::clicked, this, &MainWindow::exec);
     connect(ui->actionReloadData, &QAction::triggered, this, &MainWindow::menu_reload_data);
     connect(ui->actionRestoreDefault, &QAction::triggered, this, &MainWindow::menu_restore_default_config);
+    connect(ui->actionManageProfiles, &QAction::triggered, this, &MainWindow::menu_manage_profiles);
+    connect(ui->actionSettings, &QAction::triggered, this, &MainWindow::menu_settings);
     connect(ui->actionAbout, &QAction::triggered, this, &MainWindow::aboutBox);
 }
 
@@ -277,6 +281,25 @@ void MainWindow::menu_restore_default_config()
         ui_update();
     }
     configManager.print();
+}
+
+// Either dialog may have changed the store, so the window refills its lists whatever the outcome.
+void MainWindow::menu_manage_profiles()
+{
+    qDebug() << "QMenuBar -> Managing profiles...";
+    ProfileDialog dialog(configManager, this);
+    dialog.exec();
+    ui_update();
+    profil_update();
+}
+
+void MainWindow::menu_settings()
+{
+    qDebug() << "QMenuBar -> Opening settings...";
+    SettingsDialog dialog(configManager, this);
+    dialog.exec();
+    ui_update();
+    profil_update();
 }
 
 void MainWindow::aboutBox()

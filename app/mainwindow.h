@@ -30,6 +30,8 @@ private slots:
     void exec();
     void menu_reload_data();
     void menu_restore_default_config();
+    void menu_manage_profiles();
+    void menu_settings();
     void aboutBox();
 
 private:

@@ -7,12 +7,14 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialog>
 #include <QDir>
 #include <QFile>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -25,7 +27,10 @@
 #include <QTest>
 #include <QTimer>
 
+#include <functional>
 #include <memory>
+
+Q_DECLARE_METATYPE(std::function<void(QDialog*)>)
 
 namespace {
 
@@ -175,6 +180,40 @@ void writeStore(const std::function<void(ConfigManager&)>& edit)
     edit(store);
 }
 
+// Plays the user's part in a modal dialog once it is up: `drive` acts on it, then Close ends it.
+void whenDialogOpens(const QString& objectName, const std::function<void(QDialog*)>& drive)
+{
+    auto* poll = new QTimer;
+    QObject::connect(poll, &QTimer::timeout, poll, [poll, objectName, drive] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!dialog || dialog->objectName() != objectName)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        if (drive)
+            drive(dialog);
+        if (dialog->isVisible()) {
+            auto* close = dialog->findChild<QPushButton*>(QStringLiteral("buttonClose"));
+            QTest::mouseClick(close, Qt::LeftButton, {}, close->rect().center());
+        }
+    });
+    poll->start(10);
+}
+
+void click(QDialog* dialog, const char* button)
+{
+    auto* widget = dialog->findChild<QPushButton*>(QLatin1String(button));
+    QVERIFY2(widget, button);
+    QTest::mouseClick(widget, Qt::LeftButton, {}, widget->rect().center());
+}
+
+void type(QDialog* dialog, const char* field, const QString& text)
+{
+    auto* widget = dialog->findChild<QLineEdit*>(QLatin1String(field));
+    QVERIFY2(widget, field);
+    QTest::keyClicks(widget, text);
+}
+
 const QString defaultServices =
     QStringLiteral("1|Ethernet|Ethernet|en0|1|manual|192.168.1.201|255.255.255.0|192.168.1.1\n"
                    "2|Wi-Fi|Wi-Fi|en1|1|dhcp|10.0.0.23|255.255.255.0|10.0.0.1\n"
@@ -215,6 +254,8 @@ private slots:
     void restoreWithoutAFileShowsNothing();
     void aboutBoxNamesVersionAndBuild();
     void timerFollowsChangesMadeBehindTheWindow();
+    void dialogsLeaveTheWindowRefilled_data();
+    void dialogsLeaveTheWindowRefilled();
 
     void readOnlyFieldsSwallowPressesAndMoves_data();
     void readOnlyFieldsSwallowPressesAndMoves();
@@ -851,6 +892,76 @@ void TestMainWindow::timerFollowsChangesMadeBehindTheWindow()
     QCOMPARE(s.child<QComboBox>("comboBoxInterface")->currentText(), QString("Wi-Fi"));
     QCOMPARE(s.child<QComboBox>("comboBoxProfil")->currentText(), QString("Intercom"));
     QVERIFY(!s.items("comboBoxInterface").contains("Lab Dock"));
+}
+
+void TestMainWindow::dialogsLeaveTheWindowRefilled_data()
+{
+    using Drive = std::function<void(QDialog*)>;
+    QTest::addColumn<int>("shortcut");
+    QTest::addColumn<QString>("dialogName");
+    QTest::addColumn<Drive>("drive");
+    QTest::addColumn<QString>("log");
+    QTest::addColumn<QStringList>("profiles");
+    QTest::addColumn<int>("hostNumber");
+
+    const QStringList defaults{"DHCP", "LA-Network", "Intercom", "Management", "APIPA-FIX"};
+    QTest::newRow("profile manager closed untouched")
+        << int(Qt::Key_P) << "ProfileDialog" << Drive() << "QMenuBar -> Managing profiles..." << defaults << 201;
+    QTest::newRow("profile added and one deleted")
+        << int(Qt::Key_P) << "ProfileDialog" << Drive([](QDialog* dialog) {
+               click(dialog, "buttonAdd");
+               type(dialog, "lineEditName", "Lab");
+               type(dialog, "lineEditAddress", "10.20.0.0");
+               type(dialog, "lineEditMask", "255.255.0.0");
+               click(dialog, "buttonSave");
+               auto* list = dialog->findChild<QListWidget*>("listProfiles");
+               list->setCurrentRow(1);
+               QTimer::singleShot(0, [] {
+                   auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+                   if (box)
+                       box->button(QMessageBox::Yes)->click();
+               });
+               click(dialog, "buttonDelete");
+           })
+        << "QMenuBar -> Managing profiles..." << QStringList{"DHCP", "LA-Network", "Management", "APIPA-FIX", "Lab"}
+        << 201;
+    QTest::newRow("settings closed untouched")
+        << int(Qt::Key_Comma) << "SettingsDialog" << Drive() << "QMenuBar -> Opening settings..." << defaults << 201;
+    QTest::newRow("new network id saved")
+        << int(Qt::Key_Comma) << "SettingsDialog" << Drive([](QDialog* dialog) {
+               dialog->findChild<QSpinBox*>("spinBoxNetworkId")->setValue(42);
+               click(dialog, "buttonSave");
+           })
+        << "QMenuBar -> Opening settings..." << defaults << 42;
+}
+
+void TestMainWindow::dialogsLeaveTheWindowRefilled()
+{
+    QFETCH(int, shortcut);
+    QFETCH(QString, dialogName);
+    QFETCH(std::function<void(QDialog*)>, drive);
+    QFETCH(QString, log);
+    QFETCH(QStringList, profiles);
+    QFETCH(int, hostNumber);
+
+    Session s;
+    s.choose("comboBoxProfil", "Intercom");
+    QCOMPARE(s.enabledPattern("addr"), QString("0001"));
+
+    whenDialogOpens(dialogName, drive);
+    QTest::ignoreMessage(QtDebugMsg, qPrintable(log));
+    QTest::keyClick(s.window.get(), Qt::Key(shortcut), Qt::ControlModifier);
+
+    QVERIFY(!QApplication::activeModalWidget());
+    QCOMPARE(s.items("comboBoxProfil"), profiles);
+    QCOMPARE(s.child<QComboBox>("comboBoxProfil")->currentText(), QString("DHCP"));
+    QCOMPARE(s.spinBoxes("addr"), QString("0.0.0.0"));
+    QCOMPARE(s.spinBoxes("router"), QString("0.0.0.1"));
+    QCOMPARE(s.enabledPattern("addr"), QString("0000"));
+    QVERIFY(!s.child<QCheckBox>("checkBoxRouter")->isEnabled());
+
+    s.choose("comboBoxProfil", "LA-Network");
+    QCOMPARE(s.spinBoxes("addr"), QString("192.168.1.%1").arg(hostNumber));
 }
 
 void TestMainWindow::readOnlyFieldsSwallowPressesAndMoves_data()
