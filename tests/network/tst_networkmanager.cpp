@@ -1,9 +1,12 @@
 #include "network/networkmanager.h"
 
 #include "tests/common/fakemac.h"
+#include "tests/network/flatten.h"
 
 #include <QRegularExpression>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -11,33 +14,42 @@ const char* const versionLine = "NetworkManager version: \"26.205-1424\"";
 const char* const listingWarning = "Erreur : Impossible de récupérer la liste des interfaces réseau.";
 const char* const ifconfigWarning = "Erreur : Impossible de récupérer ifconfig.";
 
-QStringList call(std::initializer_list<const char*> words)
+// The simulated Mac's calls, one "command|argument|..." line each, so an empty argument shows as "||".
+QStringList calls(const FakeMac& mac)
 {
     QStringList result;
-    for (const char* word : words)
-        result.append(QString::fromUtf8(word));
+    for (const QStringList& call : mac.calls())
+        result.append(call.join(QLatin1Char('|')));
     return result;
 }
 
-// The file name our recordings give the -getinfo output of a service.
-QString slug(const QString& service)
+// The manager's table as the window reads it: "device|name|ip|mask|router" per device.
+QStringList table(const NetworkManager& manager)
 {
-    static const QRegularExpression others(QStringLiteral("[^a-z0-9]+"));
-    QString text = service.toLower().replace(others, QStringLiteral("-"));
-    while (text.endsWith(QLatin1Char('-')))
-        text.chop(1);
-    return text;
+    QStringList rows;
+    for (const QString& device : manager.getInterfaces())
+        rows.append(QStringList{device, manager.getName(device), manager.getIp4(device), manager.getNetmask(device),
+                                manager.getRouter(device)}
+                        .join(QLatin1Char('|')));
+    return rows;
 }
 
-// Loads one of our recorded machines into the simulated Mac as replays.
+const QStringList defaultTable = lines("en0|Ethernet|192.168.1.201|255.255.255.0|192.168.1.1; "
+                                       "en1|Wi-Fi|10.0.0.23|255.255.255.0|10.0.0.1; en5|USB 10/100/1000 LAN|||; "
+                                       "en6|iPhone USB|||");
+
+// Loads one of our recorded machines into the simulated Mac; getinfo files are named by the service
+// lower-cased, every run of other characters than letters and digits turned into one "-" (none of
+// our service names ends in one).
 void replayMachine(FakeMac& mac, const QString& machine)
 {
-    const QString listing = FakeMac::fixture(machine + QStringLiteral("/listnetworkserviceorder.txt"));
-    mac.setReplay(QStringLiteral("listnetworkserviceorder"), listing);
-    mac.setReplay(QStringLiteral("ifconfig"), FakeMac::fixture(machine + QStringLiteral("/ifconfig.txt")));
+    static const QRegularExpression others(u"[^a-z0-9]+"_s);
+    const QString listing = FakeMac::fixture(machine + u"/listnetworkserviceorder.txt"_s);
+    mac.setReplay(u"listnetworkserviceorder"_s, listing);
+    mac.setReplay(u"ifconfig"_s, FakeMac::fixture(machine + u"/ifconfig.txt"_s));
     for (const NetworkManager::Service& service : NetworkManager::parseServiceOrder(listing)) {
-        const QString file = machine + QStringLiteral("/getinfo-") + slug(service.name) + QStringLiteral(".txt");
-        mac.setReplay(QStringLiteral("getinfo-") + service.name, FakeMac::fixture(file));
+        const QString slug = service.name.toLower().replace(others, u"-"_s);
+        mac.setReplay(u"getinfo-"_s + service.name, FakeMac::fixture(machine + u"/getinfo-"_s + slug + u".txt"_s));
     }
 }
 
@@ -48,50 +60,28 @@ class TestNetworkManager : public QObject
     Q_OBJECT
 
 private slots:
+    void init() { QTest::ignoreMessage(QtDebugMsg, versionLine); }
     void readsTheDefaultMachineInCommandOrder();
     void findsDeviceByServiceName_data();
     void findsDeviceByServiceName();
-    void answersEmptyForUnknownDevices();
     void readsRecordedMachines_data();
     void readsRecordedMachines();
-    void keepsOnlyDevicesIfconfigShows();
-    void emptiesTheTableWhenIfconfigSaysNothing();
-    void emptiesTheTableWhenTheListingIsEmpty();
-    void warnsTwiceWhenBothCommandsAreSilent();
-    void keepsNameWhenGetinfoFails();
-    void appliesDhcpWithServiceOnly();
-    void appliesManualAfterDhcpAndShowsItAfterUpdate();
-    void passesAnEmptyRouterAsAnArgument();
-    void returnsTheErrorOfTheManualStep_data();
-    void returnsTheErrorOfTheManualStep();
+    void readsWhatItCanWhenACommandFails_data();
+    void readsWhatItCanWhenACommandFails();
+    void appliesSettings_data();
+    void appliesSettings();
 };
 
 void TestNetworkManager::readsTheDefaultMachineInCommandOrder()
 {
     FakeMac mac;
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
     const NetworkManager manager;
-
     // The disabled iPhone tether is read like an enabled service; the bridge is forbidden and the VPN
     // has no en device, so neither is asked for details.
-    QCOMPARE(manager.getInterfaces(), (QList<QString>{QStringLiteral("en0"), QStringLiteral("en1"),
-                                                      QStringLiteral("en5"), QStringLiteral("en6")}));
-    QCOMPARE(mac.calls(), (QList<QStringList>{call({"networksetup", "-listnetworkserviceorder"}),
-                                              call({"networksetup", "-getinfo", "Ethernet"}),
-                                              call({"networksetup", "-getinfo", "Wi-Fi"}),
-                                              call({"networksetup", "-getinfo", "USB 10/100/1000 LAN"}),
-                                              call({"networksetup", "-getinfo", "iPhone USB"}), call({"ifconfig"})}));
-
-    QCOMPARE(manager.getName(QStringLiteral("en0")), QStringLiteral("Ethernet"));
-    QCOMPARE(manager.getIp4(QStringLiteral("en0")), QStringLiteral("192.168.1.201"));
-    QCOMPARE(manager.getNetmask(QStringLiteral("en0")), QStringLiteral("255.255.255.0"));
-    QCOMPARE(manager.getRouter(QStringLiteral("en0")), QStringLiteral("192.168.1.1"));
-    QCOMPARE(manager.getName(QStringLiteral("en1")), QStringLiteral("Wi-Fi"));
-    QCOMPARE(manager.getIp4(QStringLiteral("en1")), QStringLiteral("10.0.0.23"));
-    QCOMPARE(manager.getRouter(QStringLiteral("en1")), QStringLiteral("10.0.0.1"));
-    QCOMPARE(manager.getName(QStringLiteral("en5")), QStringLiteral("USB 10/100/1000 LAN"));
-    QCOMPARE(manager.getIp4(QStringLiteral("en5")), QString());
-    QCOMPARE(manager.getRouter(QStringLiteral("en5")), QString());
+    QCOMPARE(calls(mac), lines("networksetup|-listnetworkserviceorder; networksetup|-getinfo|Ethernet; "
+                               "networksetup|-getinfo|Wi-Fi; networksetup|-getinfo|USB 10/100/1000 LAN; "
+                               "networksetup|-getinfo|iPhone USB; ifconfig"));
+    QCOMPARE(table(manager), defaultTable);
 }
 
 void TestNetworkManager::findsDeviceByServiceName_data()
@@ -99,14 +89,12 @@ void TestNetworkManager::findsDeviceByServiceName_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("device");
 
-    QTest::newRow("whole name") << QStringLiteral("Ethernet") << QStringLiteral("en0");
-    QTest::newRow("part of a name") << QStringLiteral("Wi") << QStringLiteral("en1");
-    QTest::newRow("name with blanks and slashes") << QStringLiteral("USB 10/100/1000 LAN") << QStringLiteral("en5");
-    QTest::newRow("shared part: first device wins") << QStringLiteral("USB") << QStringLiteral("en5");
-    QTest::newRow("empty name: first device") << QString() << QStringLiteral("en0");
-    QTest::newRow("case matters") << QStringLiteral("ethernet") << QString();
-    QTest::newRow("forbidden service is not in the table") << QStringLiteral("Thunderbolt Bridge") << QString();
-    QTest::newRow("VPN is not in the table") << QStringLiteral("Office VPN") << QString();
+    QTest::newRow("whole name") << u"Ethernet"_s << u"en0"_s;
+    QTest::newRow("part of a name") << u"Wi"_s << u"en1"_s;
+    QTest::newRow("shared part: first device wins") << u"USB"_s << u"en5"_s;
+    QTest::newRow("empty name: first device") << QString() << u"en0"_s;
+    QTest::newRow("case matters") << u"ethernet"_s << QString();
+    QTest::newRow("forbidden service is not in the table") << u"Thunderbolt Bridge"_s << QString();
 }
 
 void TestNetworkManager::findsDeviceByServiceName()
@@ -114,41 +102,25 @@ void TestNetworkManager::findsDeviceByServiceName()
     QFETCH(QString, name);
     QFETCH(QString, device);
     FakeMac mac;
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    const NetworkManager manager;
-    QCOMPARE(manager.getInterfaceByName(name), device);
-}
-
-void TestNetworkManager::answersEmptyForUnknownDevices()
-{
-    FakeMac mac;
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    const NetworkManager manager;
-    for (const QString& device : {QStringLiteral("en9"), QStringLiteral("lo0"), QStringLiteral("bridge0"), QString()}) {
-        QCOMPARE(manager.getName(device), QString());
-        QCOMPARE(manager.getIp4(device), QString());
-        QCOMPARE(manager.getNetmask(device), QString());
-        QCOMPARE(manager.getRouter(device), QString());
-    }
+    QCOMPARE(NetworkManager().getInterfaceByName(name), device);
 }
 
 void TestNetworkManager::readsRecordedMachines_data()
 {
     QTest::addColumn<QString>("machine");
-    QTest::addColumn<QStringList>("table"); // device|name|ip|mask|router
+    QTest::addColumn<QStringList>("table");
 
     QTest::newRow("MacBook Air: tether missing from ifconfig")
-        << QStringLiteral("macbook-air-m2")
-        << QStringList{QStringLiteral("en0|Wi-Fi|192.168.178.52|255.255.255.0|192.168.178.1"),
-                       QStringLiteral("en7|USB 10/100/1000 LAN|192.168.178.47|255.255.255.0|192.168.178.1")};
+        << u"macbook-air-m2"_s
+        << lines("en0|Wi-Fi|192.168.178.52|255.255.255.0|192.168.178.1; "
+                 "en7|USB 10/100/1000 LAN|192.168.178.47|255.255.255.0|192.168.178.1");
     QTest::newRow("iMac: French bridge skipped, Wi-Fi without lease")
-        << QStringLiteral("imac-2019")
-        << QStringList{QStringLiteral("en0|Ethernet|10.20.30.201|255.255.254.0|10.20.30.1"),
-                       QStringLiteral("en1|Wi-Fi|||"), QStringLiteral("en3|PAN Bluetooth|||")};
+        << u"imac-2019"_s
+        << lines("en0|Ethernet|10.20.30.201|255.255.254.0|10.20.30.1; en1|Wi-Fi|||; en3|PAN Bluetooth|||");
     QTest::newRow("MacBook Pro: later service on en4 wins, no router")
-        << QStringLiteral("macbook-pro-2015")
-        << QStringList{QStringLiteral("en0|Wi-Fi|192.168.10.201|255.255.255.0|"),
-                       QStringLiteral("en4|Thunderbolt Ethernet 2|172.20.1.201|255.255.0.0|172.20.0.1")};
+        << u"macbook-pro-2015"_s
+        << lines("en0|Wi-Fi|192.168.10.201|255.255.255.0|; "
+                 "en4|Thunderbolt Ethernet 2|172.20.1.201|255.255.0.0|172.20.0.1");
 }
 
 void TestNetworkManager::readsRecordedMachines()
@@ -157,191 +129,115 @@ void TestNetworkManager::readsRecordedMachines()
     QFETCH(QStringList, table);
     FakeMac mac;
     replayMachine(mac, machine);
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    const NetworkManager manager;
-
-    QStringList read;
-    for (const QString& device : manager.getInterfaces()) {
-        read.append(QStringList{device, manager.getName(device), manager.getIp4(device), manager.getNetmask(device),
-                                manager.getRouter(device)}
-                        .join(QLatin1Char('|')));
-    }
-    QCOMPARE(read, table);
+    QCOMPARE(::table(NetworkManager()), table);
 }
 
-void TestNetworkManager::keepsOnlyDevicesIfconfigShows()
+void TestNetworkManager::readsWhatItCanWhenACommandFails_data()
 {
-    FakeMac mac;
-    mac.setReplay(QStringLiteral("ifconfig"),
-                  QStringLiteral("lo0: flags=8049<UP,LOOPBACK,RUNNING,MULTICAST> mtu 16384\n"
-                                 "\tinet 127.0.0.1 netmask 0xff000000\n"
-                                 "en0: flags=8863<UP,BROADCAST,SMART,RUNNING,SIMPLEX,MULTICAST> mtu 1500\n"
-                                 "\tinet 192.168.1.201 netmask 0xffffff00 broadcast 192.168.1.255\n"
-                                 "\tstatus: active\n"));
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    const NetworkManager manager;
-    QCOMPARE(manager.getInterfaces(), QList<QString>{QStringLiteral("en0")});
-}
+    QTest::addColumn<QString>("emptied"); // the replay made empty
+    QTest::addColumn<QString>("failure");
+    QTest::addColumn<QStringList>("warnings");
+    QTest::addColumn<int>("commands");
+    QTest::addColumn<QStringList>("table");
 
-void TestNetworkManager::emptiesTheTableWhenIfconfigSaysNothing()
-{
-    FakeMac mac;
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    NetworkManager manager;
-    QVERIFY(!manager.getInterfaces().isEmpty());
-
-    mac.setReplay(QStringLiteral("ifconfig"), QString());
-    QTest::ignoreMessage(QtWarningMsg, ifconfigWarning);
-    manager.update();
-    QVERIFY(manager.getInterfaces().isEmpty());
-    QCOMPARE(manager.getInterfaceByName(QString()), QString());
-    QCOMPARE(manager.getIp4(QStringLiteral("en0")), QString());
-}
-
-void TestNetworkManager::emptiesTheTableWhenTheListingIsEmpty()
-{
-    FakeMac mac;
-    mac.setReplay(QStringLiteral("listnetworkserviceorder"), QString());
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    QTest::ignoreMessage(QtWarningMsg, listingWarning);
-    const NetworkManager manager;
-    QVERIFY(manager.getInterfaces().isEmpty());
-    QCOMPARE(mac.calls(), (QList<QStringList>{call({"networksetup", "-listnetworkserviceorder"}), call({"ifconfig"})}));
-}
-
-void TestNetworkManager::warnsTwiceWhenBothCommandsAreSilent()
-{
-    FakeMac mac;
-    mac.setFailure(QStringLiteral("silent"));
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    QTest::ignoreMessage(QtWarningMsg, listingWarning);
-    QTest::ignoreMessage(QtWarningMsg, ifconfigWarning);
-    const NetworkManager manager;
-    QVERIFY(manager.getInterfaces().isEmpty());
-}
-
-void TestNetworkManager::keepsNameWhenGetinfoFails()
-{
-    FakeMac mac;
-    mac.setReplay(QStringLiteral("getinfo-Wi-Fi"), QString());
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    NetworkManager manager;
-    QCOMPARE(manager.getName(QStringLiteral("en1")), QStringLiteral("Wi-Fi"));
-    QCOMPARE(manager.getIp4(QStringLiteral("en1")), QString());
-
+    const QStringList namesOnly = lines("en0|Ethernet|||; en1|Wi-Fi|||; en5|USB 10/100/1000 LAN|||; en6|iPhone USB|||");
+    QStringList wifiBlank = defaultTable;
+    wifiBlank[1] = u"en1|Wi-Fi|||"_s;
+    QTest::newRow("listing empty: no details asked, ifconfig still read")
+        << u"listnetworkserviceorder"_s << QString() << QStringList{listingWarning} << 2 << QStringList();
+    QTest::newRow("ifconfig empty") << u"ifconfig"_s << QString() << QStringList{ifconfigWarning} << 6 << QStringList();
+    QTest::newRow("every command silent")
+        << QString() << u"silent"_s << QStringList{listingWarning, ifconfigWarning} << 2 << QStringList();
+    QTest::newRow("getinfo empty: the name stays")
+        << u"getinfo-Wi-Fi"_s << QString() << QStringList() << 6 << wifiBlank;
     // An unknown service answers on standard error only, which adds nothing either.
-    mac.setFailure(QStringLiteral("unknown"));
-    manager.update();
-    QCOMPARE(manager.getInterfaces().size(), 4);
-    QCOMPARE(manager.getName(QStringLiteral("en0")), QStringLiteral("Ethernet"));
-    QCOMPARE(manager.getIp4(QStringLiteral("en0")), QString());
+    QTest::newRow("getinfo on standard error only") << QString() << u"unknown"_s << QStringList() << 6 << namesOnly;
 }
 
-void TestNetworkManager::appliesDhcpWithServiceOnly()
+void TestNetworkManager::readsWhatItCanWhenACommandFails()
 {
+    QFETCH(QString, emptied);
+    QFETCH(QString, failure);
+    QFETCH(QStringList, warnings);
+    QFETCH(int, commands);
+    QFETCH(QStringList, table);
     FakeMac mac;
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
     NetworkManager manager;
+    QCOMPARE(::table(manager), defaultTable);
+
+    if (!emptied.isEmpty())
+        mac.setReplay(emptied, QString());
+    mac.setFailure(failure);
     mac.clearCalls();
-
-    QCOMPARE(NetworkManager::setDHCP(QStringLiteral("Ethernet")), (QList<QString>{QString(), QString()}));
-    QCOMPARE(mac.calls(), QList<QStringList>{call({"networksetup", "-setdhcp", "Ethernet"})});
-
-    // Applying changes nothing in the table until the caller refreshes it.
-    QCOMPARE(manager.getIp4(QStringLiteral("en0")), QStringLiteral("192.168.1.201"));
-    manager.update();
-    QCOMPARE(manager.getIp4(QStringLiteral("en0")), QStringLiteral("10.0.1.100"));
-    QCOMPARE(manager.getRouter(QStringLiteral("en0")), QStringLiteral("10.0.1.1"));
+    for (const QString& warning : warnings)
+        QTest::ignoreMessage(QtWarningMsg, warning.toUtf8().constData());
+    manager.update(); // a refresh forgets what was read before
+    QCOMPARE(::table(manager), table);
+    QCOMPARE(mac.calls().size(), commands);
 }
 
-void TestNetworkManager::appliesManualAfterDhcpAndShowsItAfterUpdate()
+void TestNetworkManager::appliesSettings_data()
 {
-    FakeMac mac;
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    NetworkManager manager;
-    mac.clearCalls();
-
-    const QList<QString> result =
-        NetworkManager::setManual(QStringLiteral("Wi-Fi"), QStringLiteral("192.168.1.201"),
-                                  QStringLiteral("255.255.255.0"), QStringLiteral("192.168.1.1"));
-    QCOMPARE(result, (QList<QString>{QString(), QString()}));
-    QCOMPARE(mac.calls(), (QList<QStringList>{call({"networksetup", "-setdhcp", "Wi-Fi"}),
-                                              call({"networksetup", "-setmanual", "Wi-Fi", "192.168.1.201",
-                                                    "255.255.255.0", "192.168.1.1"})}));
-    manager.update();
-    QCOMPARE(manager.getIp4(QStringLiteral("en1")), QStringLiteral("192.168.1.201"));
-    QCOMPARE(manager.getNetmask(QStringLiteral("en1")), QStringLiteral("255.255.255.0"));
-    QCOMPARE(manager.getRouter(QStringLiteral("en1")), QStringLiteral("192.168.1.1"));
-}
-
-void TestNetworkManager::passesAnEmptyRouterAsAnArgument()
-{
-    FakeMac mac;
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
-    NetworkManager manager;
-    mac.clearCalls();
-
-    NetworkManager::setManual(QStringLiteral("USB 10/100/1000 LAN"), QStringLiteral("172.16.5.9"),
-                              QStringLiteral("255.255.240.0"), QString());
-    QCOMPARE(mac.calls().last(),
-             (call({"networksetup", "-setmanual", "USB 10/100/1000 LAN", "172.16.5.9", "255.255.240.0", ""})));
-    manager.update();
-    QCOMPARE(manager.getIp4(QStringLiteral("en5")), QStringLiteral("172.16.5.9"));
-    QCOMPARE(manager.getNetmask(QStringLiteral("en5")), QStringLiteral("255.255.240.0"));
-    QCOMPARE(manager.getRouter(QStringLiteral("en5")), QString());
-}
-
-void TestNetworkManager::returnsTheErrorOfTheManualStep_data()
-{
+    QTest::addColumn<QString>("settings"); // "service", or "service|ip|mask|router" for a manual setting
     QTest::addColumn<QString>("failure");
     QTest::addColumn<bool>("errorsToStdout");
-    QTest::addColumn<QString>("out");
-    QTest::addColumn<QString>("err");
-    QTest::addColumn<QString>("addressAfter");
+    QTest::addColumn<QList<QString>>("result");
+    QTest::addColumn<QStringList>("commands");
+    QTest::addColumn<QString>("after"); // the service's row once the table is refreshed
 
-    const QString unchanged = QStringLiteral("192.168.1.201");
-    QTest::newRow("no admin rights") << QStringLiteral("admin") << false << QString()
-                                     << QStringLiteral("** Error: Command requires admin privileges.\n") << unchanged;
-    QTest::newRow("unknown service")
-        << QStringLiteral("unknown") << false << QString()
-        << QStringLiteral("Ethernet is not a recognized network service.\n** Error: The parameters were not valid.\n")
-        << unchanged;
+    const QList<QString> success{QString(), QString()};
+    const QString ethernet = u"Ethernet|192.168.1.201|255.255.255.0|192.168.1.1"_s;
+    const QStringList ethernetCommands = lines(
+        "networksetup|-setdhcp|Ethernet; networksetup|-setmanual|Ethernet|192.168.1.201|255.255.255.0|192.168.1.1");
+    const QString admin = u"** Error: Command requires admin privileges.\n"_s;
+    const QString leased = u"en0|Ethernet|10.0.1.100|255.255.255.0|10.0.1.1"_s;
+    QTest::newRow("DHCP") << u"Ethernet"_s << QString() << false << success << lines("networksetup|-setdhcp|Ethernet")
+                          << leased;
+    QTest::newRow("manual, after a switch to DHCP")
+        << u"Wi-Fi|192.168.1.201|255.255.255.0|192.168.1.1"_s << QString() << false << success
+        << lines("networksetup|-setdhcp|Wi-Fi; networksetup|-setmanual|Wi-Fi|192.168.1.201|255.255.255.0|192.168.1.1")
+        << u"en1|Wi-Fi|192.168.1.201|255.255.255.0|192.168.1.1"_s;
+    QTest::newRow("manual, empty router passed as an argument")
+        << u"USB 10/100/1000 LAN|172.16.5.9|255.255.240.0|"_s << QString() << false << success
+        << lines("networksetup|-setdhcp|USB 10/100/1000 LAN; "
+                 "networksetup|-setmanual|USB 10/100/1000 LAN|172.16.5.9|255.255.240.0|")
+        << u"en5|USB 10/100/1000 LAN|172.16.5.9|255.255.240.0|"_s;
+    // The manual step runs even when the switch to DHCP before it failed; its error is the one returned.
+    QTest::newRow("no admin rights") << ethernet << u"admin"_s << false << QList<QString>{QString(), admin}
+                                     << ethernetCommands << defaultTable.at(0);
     // The switch to DHCP before the refused step did happen: the service is left with a lease.
-    QTest::newRow("address refused") << QStringLiteral("invalid") << false << QString()
-                                     << QStringLiteral("** Error: 192.168.1.201 is not a valid IP address.\n")
-                                     << QStringLiteral("10.0.1.100");
+    QTest::newRow("address refused") << ethernet << u"invalid"_s << false
+                                     << QList<QString>{QString(),
+                                                       u"** Error: 192.168.1.201 is not a valid IP address.\n"_s}
+                                     << ethernetCommands << leased;
     // Where the real command prints its errors on standard output, the caller sees no error text.
     QTest::newRow("error printed on standard output")
-        << QStringLiteral("admin") << true << QStringLiteral("** Error: Command requires admin privileges.\n")
-        << QString() << unchanged;
+        << ethernet << u"admin"_s << true << QList<QString>{admin, QString()} << ethernetCommands << defaultTable.at(0);
 }
 
-void TestNetworkManager::returnsTheErrorOfTheManualStep()
+void TestNetworkManager::appliesSettings()
 {
+    QFETCH(QString, settings);
     QFETCH(QString, failure);
     QFETCH(bool, errorsToStdout);
-    QFETCH(QString, out);
-    QFETCH(QString, err);
-    QFETCH(QString, addressAfter);
-
+    QFETCH(QList<QString>, result);
+    QFETCH(QStringList, commands);
+    QFETCH(QString, after);
     FakeMac mac;
-    QTest::ignoreMessage(QtDebugMsg, versionLine);
     NetworkManager manager;
     mac.setFailure(failure);
     mac.setErrorsToStdout(errorsToStdout);
     mac.clearCalls();
 
-    const QList<QString> result =
-        NetworkManager::setManual(QStringLiteral("Ethernet"), QStringLiteral("192.168.1.201"),
-                                  QStringLiteral("255.255.255.0"), QStringLiteral("192.168.1.1"));
-    QCOMPARE(result, (QList<QString>{out, err}));
-    // The manual step runs even when the switch to DHCP before it failed.
-    QCOMPARE(mac.calls().size(), 2);
-    QCOMPARE(mac.calls().last().at(1), QStringLiteral("-setmanual"));
-
+    const QStringList s = settings.split(QLatin1Char('|'));
+    QCOMPARE(s.size() == 1 ? NetworkManager::setDHCP(s.at(0))
+                           : NetworkManager::setManual(s.at(0), s.at(1), s.at(2), s.at(3)),
+             result);
+    QCOMPARE(calls(mac), commands);
+    QCOMPARE(table(manager), defaultTable); // unchanged until the caller refreshes it
     mac.setFailure(QString());
     manager.update();
-    QCOMPARE(manager.getIp4(QStringLiteral("en0")), addressAfter);
+    QVERIFY2(table(manager).contains(after), qPrintable(table(manager).join(u"; "_s)));
 }
 
 QTEST_GUILESS_MAIN(TestNetworkManager)
