@@ -56,6 +56,20 @@ double bestMicroseconds(int runs, const std::function<void()>& work)
     return best;
 }
 
+// Times one parser on one text and prints a row: items found, text size, best time, time per item.
+void report(QTextStream& out, const char* parser, int count, const QString& text,
+            const std::function<qsizetype(const QString&)>& parse)
+{
+    qsizetype items = 0;
+    const double us = bestMicroseconds(5, [&] { items = parse(text); });
+    out << QStringLiteral("%1 %2 %3 %4 %5\n")
+               .arg(QLatin1String(parser), -18)
+               .arg(items, 6)
+               .arg(text.size() / 1000.0, 11, 'f', 1)
+               .arg(us / 1000.0, 16, 'f', 3)
+               .arg(us / count, 15, 'f', 2);
+}
+
 } // namespace
 
 int main()
@@ -63,25 +77,10 @@ int main()
     QTextStream out(stdout);
     out << "parser             items  text kchars   best of 5 (ms)   per item (us)\n";
     for (const int count : {10, 1000, 10000}) {
-        const QString ifconfig = ifconfigText(count);
-        qsizetype devices = 0;
-        const double ifconfigUs =
-            bestMicroseconds(5, [&] { devices = NetworkManager::parseIfconfig(ifconfig).size(); });
-        out << QStringLiteral("parseIfconfig      %1 %2 %3 %4\n")
-                   .arg(devices, 6)
-                   .arg(ifconfig.size() / 1000.0, 11, 'f', 1)
-                   .arg(ifconfigUs / 1000.0, 16, 'f', 3)
-                   .arg(ifconfigUs / count, 15, 'f', 2);
-
-        const QString listing = listingText(count);
-        qsizetype services = 0;
-        const double listingUs =
-            bestMicroseconds(5, [&] { services = NetworkManager::parseServiceOrder(listing).size(); });
-        out << QStringLiteral("parseServiceOrder  %1 %2 %3 %4\n")
-                   .arg(services, 6)
-                   .arg(listing.size() / 1000.0, 11, 'f', 1)
-                   .arg(listingUs / 1000.0, 16, 'f', 3)
-                   .arg(listingUs / count, 15, 'f', 2);
+        report(out, "parseIfconfig", count, ifconfigText(count),
+               [](const QString& text) { return NetworkManager::parseIfconfig(text).size(); });
+        report(out, "parseServiceOrder", count, listingText(count),
+               [](const QString& text) { return NetworkManager::parseServiceOrder(text).size(); });
     }
     return 0;
 }
