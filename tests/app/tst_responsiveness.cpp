@@ -17,7 +17,7 @@ void twoServices(FakeMac& fake)
                      "2|Wi-Fi|Wi-Fi|en1|1|dhcp|10.0.0.23|255.255.255.0|10.0.0.1\n");
 }
 
-// Records what reaches the application while a command is waiting, and when; answers the first notice.
+// Records what reaches the application while a command is waiting, and when; answers every notice.
 class Observer : public QObject
 {
 public:
@@ -44,7 +44,7 @@ public:
     }
 
     std::function<void()> onTick;
-    std::function<void()> beforeAnswer; // runs when the notice is up, before it is closed
+    std::function<void()> beforeAnswer; // runs when the first notice is up, before it is closed
     QElapsedTimer clock;
     int ticksWhileBusy = 0;
     qint64 firstBusyTick = -1;
@@ -52,7 +52,7 @@ public:
     int paintsWhileBusy = 0;
     int keysWhileBusy = 0;
     int keysAfter = 0; // key presses and shortcut checks that reached a widget, after the command
-    QString notice;
+    QStringList notices; // texts of the notices, in the order they were answered
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override
@@ -68,7 +68,9 @@ protected:
 private:
     void tick()
     {
-        if (System::isBusy()) {
+        // Only the first action's commands count: once a notice is up or a key has reached the window,
+        // busy time may belong to whatever that key started.
+        if (System::isBusy() && keysAfter == 0 && !QApplication::activeModalWidget()) {
             ++ticksWhileBusy;
             lastBusyTick = clock.elapsed();
             if (firstBusyTick < 0)
@@ -77,11 +79,12 @@ private:
         }
         if (onTick)
             onTick();
+        // Every notice is answered, whichever action opened it, so no run can wait on a box forever.
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (box && box->isVisible() && notice.isEmpty()) {
-            notice = box->text();
-            if (beforeAnswer)
+        if (box && box->isVisible()) {
+            if (notices.isEmpty() && beforeAnswer)
                 beforeAnswer();
+            notices.append(box->text());
             box->buttons().constFirst()->click();
         }
     }
@@ -130,17 +133,21 @@ void TestResponsiveness::keepsTimersAndPaintingAliveDuringAnApply()
         refresh->start(5000);
     };
     clickOn(s.child<QPushButton>("execButton"));
-    QCOMPARE(observer.notice, QString("It's done!"));
+    QVERIFY2(observer.notices.contains("It's done!"), qPrintable(observer.notices.join(" | ")));
 
     const double busySeconds = (observer.lastBusyTick - observer.firstBusyTick) / 1000.0;
     qInfo("Apply of two %.1f s commands: %d timer ticks (10 ms timer) in %.2f s busy = %.0f ticks/s, "
           "%d paint events on the window, %d refresh ticks while busy (all skipped)",
           commandSeconds, observer.ticksWhileBusy, busySeconds, observer.ticksWhileBusy / busySeconds,
           observer.paintsWhileBusy, int(busyAtRefreshTick.count(true)));
-    // The notice opens the moment the command ends, so a key typed during an Apply finds the window
-    // blocked by it; where it then goes is the platform's business (Cocoa hands it to the notice).
-    qInfo("Ctrl+R posted during the Apply: %s; key events delivered while busy: %d, after it: %d",
-          reloadPosted ? "yes" : "no (no platform interface)", observer.keysWhileBusy, observer.keysAfter);
+    // The notice opens the moment the command ends, so a key typed during an Apply races the notice's
+    // activation: either the notice takes it, or the window's shortcut runs the reload with its own
+    // notice over the Apply's. Both are after the Apply; which one is the window system's business.
+    const bool reloaded = observer.notices.contains("Network interface reloaded");
+    qInfo("Ctrl+R posted during the Apply: %s; key events delivered while busy: %d, after it: %d; %s",
+          reloadPosted ? "yes" : "no (no platform interface)", observer.keysWhileBusy, observer.keysAfter,
+          reloaded ? "it reloaded after the Apply" : "it was not acted on");
+    QCOMPARE(observer.notices.size(), reloaded ? 2 : 1);
     QCOMPARE(observer.keysWhileBusy, 0);
     QVERIFY(busySeconds >= 1.5);
     QVERIFY2(observer.ticksWhileBusy >= 20, "timers stalled while the commands ran");
@@ -184,7 +191,8 @@ void TestResponsiveness::runsKeysTypedDuringACommandOnlyAfterIt()
         }
     };
     refresh->start(1);
-    QTRY_COMPARE_WITH_TIMEOUT(observer.notice, QString("It's done!"), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(!observer.notices.isEmpty(), 20000);
+    QCOMPARE(observer.notices, QStringList{"It's done!"});
 
     const qint64 latency = applyPressedAt - postedAt;
     qInfo("Ctrl+E posted %lld ms into a %.1f s command: reached the window %lld ms after posting; "
