@@ -46,7 +46,7 @@ MainWindow::~MainWindow()
 void MainWindow::ui_init()
 {
     ui->setupUi(this);
-    setWindowTitle(QStringLiteral("Tarnwick") + QLatin1Char(' ') + QStringLiteral("0.8.3"));
+    setWindowTitle(QStringLiteral("Tarnwick") + QLatin1Char(' ') + QStringLiteral(TARNWICK_VERSION));
     setFixedSize(size());
 
     lineEditAddr = {ui->lineEdit_addr_1, ui->lineEdit_addr_2, ui->lineEdit_addr_3, ui->lineEdit_addr_4};
@@ -143,19 +143,15 @@ void MainWindow::profil_update()
         return;
     }
 
-    const QString address = configManager.getParameter(profile, QStringLiteral("address"));
-    spinBox_fill(spinBoxAddr, address);
     // Only the host number is the user's to choose; the network part belongs to the profile.
-    ui->sb_addr_4->setValue(configManager.getParameter(settingsSection, QStringLiteral("default_network_id")).toInt());
+    const QString address = configManager.getParameter(profile, QStringLiteral("address"));
+    const int host = configManager.getParameter(settingsSection, QStringLiteral("default_network_id")).toInt();
+    spinBox_fill(spinBoxAddr, NetworkManager::hostAddress(address, host));
     spinBox_enabler(spinBoxAddr, 1);
     spinBox_fill(spinBoxMask, configManager.getParameter(profile, QStringLiteral("mask")));
     spinBox_enabler(spinBoxRouter, 0);
-
     const QString gateway = configManager.getParameter(profile, QStringLiteral("gateway"));
-    if (!gateway.isEmpty() && NetworkManager::isIPv4(gateway))
-        spinBox_fill(spinBoxRouter, gateway);
-    else
-        ipRouter_fill(address);
+    spinBox_fill(spinBoxRouter, NetworkManager::proposedRouter(address, gateway));
     ui->checkBoxRouter->setEnabled(true);
 }
 
@@ -251,9 +247,7 @@ void MainWindow::exec()
     else
         result = NetworkManager::setManual(service, address, mask, router);
 
-    // An empty result comes from a run that never produced output, which says no more than a command
-    // that could not start: there is no error text to show.
-    const QString error = result.size() > 1 ? result.at(1) : QString();
+    const QString error = NetworkManager::changeError(result);
     if (error.isEmpty())
         InfoDialog::information(this, tr("Success"), tr("It's done!"));
     else
@@ -308,10 +302,11 @@ void MainWindow::aboutBox()
     const QString mail = QStringLiteral("tarnwick@example.org");
 
     const QString heading = tr("<h3>About %1</h3>").arg(QStringLiteral("Tarnwick"));
-    const QString body = tr("<p>Author : %1</p><p>Mail : <a href=\"mailto:%2\">%2</a></p>"
-                            "<p>Version : %3 (Build on %4)</p><p>Based on Qt %5.</p>")
-                             .arg(QString(author).replace(QLatin1Char('_'), QLatin1Char(' ')), mail,
-                                  QStringLiteral("0.8.3"), QStringLiteral("Mar 31 2026"), QStringLiteral("6.9.0"));
+    const QString body =
+        tr("<p>Author : %1</p><p>Mail : <a href=\"mailto:%2\">%2</a></p>"
+           "<p>Version : %3 (Build on %4)</p><p>Based on Qt %5.</p>")
+            .arg(QString(author).replace(QLatin1Char('_'), QLatin1Char(' ')), mail, QStringLiteral(TARNWICK_VERSION),
+                 QStringLiteral("Mar 31 2026"), QStringLiteral("6.9.0"));
 
     auto* box = new QMessageBox(this);
     box->setWindowTitle(tr("About"));

@@ -18,13 +18,12 @@ const QString settingsName = QStringLiteral("settings");
 const QString ConfigManager::version = QStringLiteral("25.708-1047");
 
 ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile)
-    : fileName(fileName)
-    , defaultFile(defaultFile)
+    : fileName(fileName), defaultFile(defaultFile)
 {
     qDebug() << "ConfigManager version:" << version;
     // Per user, never the system-wide /Library.
-    configDir = QStandardPaths::writableLocation(QStandardPaths::HomeLocation) + QStringLiteral("/Library/")
-        + QStringLiteral("Tarnwick") + QStringLiteral("/");
+    configDir = QStandardPaths::writableLocation(QStandardPaths::HomeLocation) + QStringLiteral("/Library/") +
+                QStringLiteral("Tarnwick") + QStringLiteral("/");
     if (checkFile())
         load(configDir + fileName);
 }

@@ -11,9 +11,9 @@ const QString NetworkManager::version = QStringLiteral("26.205-1424");
 const QStringList NetworkManager::NETWORKSETUP_FORBIDDEN_INTERFACES = {QStringLiteral("Thunderbolt Bridge"),
                                                                        QStringLiteral("Pont Thunderbolt")};
 const QStringList NetworkManager::IFCONFIG_KEY = {
-    QStringLiteral("mtu"),     QStringLiteral("ether"),     QStringLiteral("inet6"),   QStringLiteral("prefixlen"),
-    QStringLiteral("inet"),    QStringLiteral("netmask"),   QStringLiteral("broadcast"), QStringLiteral("scopeid"),
-    QStringLiteral("media"),   QStringLiteral("status")};
+    QStringLiteral("mtu"),   QStringLiteral("ether"),   QStringLiteral("inet6"),     QStringLiteral("prefixlen"),
+    QStringLiteral("inet"),  QStringLiteral("netmask"), QStringLiteral("broadcast"), QStringLiteral("scopeid"),
+    QStringLiteral("media"), QStringLiteral("status")};
 const QString NetworkManager::IP_PATTERN =
     QStringLiteral("((25[0-5]|2[0-4][0-9]|[0-1]?[0-9]?[0-9])(\\.(25[0-5]|2[0-4][0-9]|[0-1]?[0-9]?[0-9])){3})");
 
@@ -65,8 +65,8 @@ QList<NetworkManager::Service> NetworkManager::parseServiceOrder(const QString& 
             copy.remove(QStringLiteral(" Device: "));
             copy.remove(QLatin1Char(')'));
             const QStringList parts = copy.split(QLatin1Char(','));
-            if (!NETWORKSETUP_FORBIDDEN_INTERFACES.contains(currentName) && parts.size() >= 2
-                && parts.at(1).startsWith(QLatin1String("en"))) {
+            if (!NETWORKSETUP_FORBIDDEN_INTERFACES.contains(currentName) && parts.size() >= 2 &&
+                parts.at(1).startsWith(QLatin1String("en"))) {
                 services.append({currentName, parts.at(0), parts.at(1)});
             }
         }
@@ -232,6 +232,34 @@ QString NetworkManager::NetmaskHex2Str(const QString& hex)
     }
     result.chop(1);
     return result;
+}
+
+QString NetworkManager::hostAddress(const QString& network, int host)
+{
+    const QStringList parts = network.split(QLatin1Char('.'));
+    QStringList octets;
+    for (int i = 0; i < 3; ++i)
+        octets.append(QString::number(qBound(0, parts.value(i).toInt(), 255)));
+    octets.append(QString::number(host));
+    return octets.join(QLatin1Char('.'));
+}
+
+QString NetworkManager::proposedRouter(const QString& network, const QString& gateway)
+{
+    if (isIPv4(gateway))
+        return hostAddress(gateway, gateway.section(QLatin1Char('.'), 3).toInt());
+    return hostAddress(network, 1);
+}
+
+QString NetworkManager::changeError(const QList<QString>& result)
+{
+    const QString out = result.value(0);
+    const QString err = result.value(1);
+    if (!err.isEmpty())
+        return err;
+    if (out.contains(QLatin1String("** Error")))
+        return out.trimmed();
+    return {};
 }
 
 QList<QString> NetworkManager::setDHCP(const QString& service)

@@ -25,7 +25,8 @@ public:
     static InterfaceMap mergeMap(const InterfaceMap& networksetup, const InterfaceMap& ifconfig);
 
     // The text parsers behind getNetworksetup() and getIfconfig(), usable on recorded output.
-    struct Service {
+    struct Service
+    {
         QString name;
         QString hardware;
         QString device;
@@ -43,6 +44,15 @@ public:
 
     static bool isIPv4(const QString& text);
     static QString NetmaskHex2Str(const QString& hex);
+
+    // The address Apply sets for a profile: the profile's network with the host number as its fourth
+    // octet. The router proposed for a profile: its gateway when that is an address, else host 1.
+    static QString hostAddress(const QString& network, int host);
+    static QString proposedRouter(const QString& network, const QString& gateway);
+
+    // The error text of a change's {standard output, standard error}, empty when it succeeded.
+    // networksetup prints its refusals on standard output and leaves standard error empty.
+    static QString changeError(const QList<QString>& result);
 
     static QList<QString> setDHCP(const QString& service);
     static QList<QString> setManual(const QString& service, const QString& ip, const QString& mask,

@@ -23,7 +23,8 @@ namespace System {
 
 QList<QString> execute(const QString& program, const QList<QString>& arguments)
 {
-    struct BusyGuard {
+    struct BusyGuard
+    {
         BusyGuard() { ++busyDepth; }
         ~BusyGuard() { --busyDepth; }
     } busy;

@@ -51,7 +51,7 @@ public:
     qint64 lastBusyTick = -1;
     int paintsWhileBusy = 0;
     int keysWhileBusy = 0;
-    int keysAfter = 0; // key presses and shortcut checks that reached a widget, after the command
+    int keysAfter = 0;   // key presses and shortcut checks that reached a widget, after the command
     QStringList notices; // texts of the notices, in the order they were answered
 
 protected:
