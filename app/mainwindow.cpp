@@ -6,20 +6,31 @@
 #include "dialogs/settingsdialog.h"
 #include "network/system.h"
 
+#include <QApplication>
 #include <QDebug>
 #include <QEvent>
+#include <QKeyEvent>
 #include <QKeySequence>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPixmap>
 #include <QSpinBox>
 #include <QStyle>
+#include <QThread>
 #include <QTimer>
 
 namespace {
 
 const QString dhcpProfile = QStringLiteral("DHCP");
 const QString settingsSection = QStringLiteral("settings");
+const QKeyCombination applyKey(Qt::CTRL | Qt::Key_E);
+
+// While a command the user started waits, the window still paints but takes no input: the cursor says so.
+struct BusyCursor
+{
+    BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~BusyCursor() { QApplication::restoreOverrideCursor(); }
+};
 
 } // namespace
 
@@ -39,6 +50,10 @@ MainWindow::MainWindow(QWidget* parent)
 
 MainWindow::~MainWindow()
 {
+    // A reading may be waiting on a command that never ends: end it rather than wait 30 s.
+    stopReading = true;
+    if (reader)
+        reader->wait();
     qDebug() << "Goodbye";
     delete ui;
 }
@@ -63,8 +78,13 @@ void MainWindow::ui_init()
         edit->installEventFilter(this);
     }
     // Disabled boxes still carry the address to be applied, so they must stay readable.
-    for (QSpinBox* box : spinBoxAddr + spinBoxMask + spinBoxRouter)
+    for (QSpinBox* box : spinBoxAddr + spinBoxMask + spinBoxRouter) {
         box->setStyleSheet(QStringLiteral("QSpinBox:disabled { color: black; background-color: #D0D0D0; }"));
+        // Its line edit would take Ctrl+E as "end of line" and keep Apply from the keyboard.
+        box->installEventFilter(this);
+        if (auto* edit = box->findChild<QLineEdit*>())
+            edit->installEventFilter(this);
+    }
 
     ui->pushButton_reload->setText(QString());
     ui->pushButton_reload->setIcon(style()->standardIcon(QStyle::SP_BrowserReload));
@@ -91,7 +111,7 @@ void MainWindow::ui_create_connect()
 
 void MainWindow::ui_create_shortcut()
 {
-    ui->execButton->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_E));
+    ui->execButton->setShortcut(QKeySequence(applyKey));
     ui->actionReloadData->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
     ui->actionRestoreDefault->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     ui->actionManageProfiles->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_P));
@@ -112,9 +132,24 @@ void MainWindow::ui_update()
 
 void MainWindow::ui_clear()
 {
-    networkManager.update();
+    readNetwork();
     ui->comboBoxInterface->clear();
     ui->comboBoxProfil->clear();
+}
+
+void MainWindow::readNetwork()
+{
+    ++readingGeneration;
+    BusyCursor busy;
+    networkManager.update();
+}
+
+void MainWindow::showReading(const InterfaceMap& reading, quint64 generation)
+{
+    if (generation != readingGeneration)
+        return;
+    networkManager.setInterfaces(reading);
+    iface_update();
 }
 
 void MainWindow::iface_update()
@@ -163,6 +198,8 @@ void MainWindow::checkBoxRouterUpdate()
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event)
 {
+    if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->keyCombination() == applyKey)
+        return true; // left unaccepted, so the shortcut goes to Apply
     auto* edit = qobject_cast<QLineEdit*>(watched);
     if (edit && lineEditAll.contains(edit)) {
         switch (event->type()) {
@@ -221,12 +258,21 @@ void MainWindow::spinBox_reset(const QList<QSpinBox*>& list)
 
 void MainWindow::onTimerTimeout()
 {
-    // A tick that lands while a command is waiting would start a second round of commands inside the
-    // first one's wait; the next tick catches up instead.
-    if (System::isBusy())
+    // A tick that lands while a command the user started is waiting, or while the previous reading
+    // still runs, is skipped; the next tick catches up instead.
+    if (System::isBusy() || reader)
         return;
-    networkManager.update();
-    iface_update();
+    const quint64 generation = readingGeneration;
+    reader = QThread::create([this, generation] {
+        const InterfaceMap reading = NetworkManager::read(&stopReading);
+        QMetaObject::invokeMethod(
+            this, [this, reading, generation] { showReading(reading, generation); }, Qt::QueuedConnection);
+    });
+    connect(reader, &QThread::finished, this, [this] {
+        reader->deleteLater();
+        reader = nullptr;
+    });
+    reader->start();
 }
 
 void MainWindow::exec()
@@ -240,12 +286,15 @@ void MainWindow::exec()
     const QString router = getSpinBox(spinBoxRouter);
 
     QList<QString> result;
-    if (profile == dhcpProfile)
-        result = NetworkManager::setDHCP(service);
-    else if (!ui->checkBoxRouter->isChecked())
-        result = NetworkManager::setManual(service, address, mask, QString());
-    else
-        result = NetworkManager::setManual(service, address, mask, router);
+    {
+        BusyCursor busy;
+        if (profile == dhcpProfile)
+            result = NetworkManager::setDHCP(service);
+        else if (!ui->checkBoxRouter->isChecked())
+            result = NetworkManager::setManual(service, address, mask, QString());
+        else
+            result = NetworkManager::setManual(service, address, mask, router);
+    }
 
     const QString error = NetworkManager::changeError(result);
     if (error.isEmpty())
@@ -254,14 +303,14 @@ void MainWindow::exec()
         InfoDialog::warning(this, tr("Error"), error);
 
     ui->comboBoxInterface->setFocus(Qt::OtherFocusReason);
-    networkManager.update();
+    readNetwork();
     iface_update();
 }
 
 void MainWindow::menu_reload_data()
 {
     qDebug() << "QMenuBar -> Reloading network interface...";
-    networkManager.update();
+    readNetwork();
     ui_update();
     iface_update();
     InfoDialog::information(this, tr("Success"), tr("Network interface reloaded"));

@@ -6,9 +6,12 @@
 #include <QList>
 #include <QMainWindow>
 
+#include <atomic>
+
 class QEvent;
 class QLineEdit;
 class QSpinBox;
+class QThread;
 class QTimer;
 
 namespace Ui {
@@ -40,6 +43,8 @@ private:
     void ui_create_shortcut();
     void ui_update();
     void ui_clear();
+    void readNetwork();
+    void showReading(const InterfaceMap& reading, quint64 generation);
     void iface_update();
     void profil_update();
     void checkBoxRouterUpdate();
@@ -53,6 +58,11 @@ private:
 
     Ui::MainWindow* ui;
     QTimer* timer;
+    // The timer's reading runs on this thread, one at a time; readings started by the user bump the
+    // generation so that an older background reading arriving later is dropped.
+    QThread* reader = nullptr;
+    quint64 readingGeneration = 0;
+    std::atomic<bool> stopReading{false};
     NetworkManager networkManager;
     ConfigManager configManager;
     QList<QLineEdit*> lineEditAddr;

@@ -26,15 +26,25 @@ NetworkManager::NetworkManager()
 void NetworkManager::update()
 {
     interfaces.clear();
-    const InterfaceMap networksetup = getNetworksetup();
-    const InterfaceMap ifconfig = getIfconfig();
-    interfaces = mergeMap(networksetup, ifconfig);
+    interfaces = read();
 }
 
-InterfaceMap NetworkManager::getNetworksetup()
+InterfaceMap NetworkManager::read(const std::atomic<bool>* cancel)
+{
+    const InterfaceMap networksetup = getNetworksetup(cancel);
+    const InterfaceMap ifconfig = getIfconfig(cancel);
+    return mergeMap(networksetup, ifconfig);
+}
+
+void NetworkManager::setInterfaces(const InterfaceMap& reading)
+{
+    interfaces = reading;
+}
+
+InterfaceMap NetworkManager::getNetworksetup(const std::atomic<bool>* cancel)
 {
     const QList<QString> listing =
-        System::execute(QStringLiteral("networksetup"), {QStringLiteral("-listnetworkserviceorder")});
+        System::execute(QStringLiteral("networksetup"), {QStringLiteral("-listnetworkserviceorder")}, cancel);
     if (listing.isEmpty() || listing.at(0).isEmpty()) {
         qWarning() << "Erreur : Impossible de récupérer la liste des interfaces réseau.";
         return {};
@@ -46,7 +56,7 @@ InterfaceMap NetworkManager::getNetworksetup()
         entry.insert(QStringLiteral("name"), service.name);
         entry.insert(QStringLiteral("hardware"), service.hardware);
         const QList<QString> info =
-            System::execute(QStringLiteral("networksetup"), {QStringLiteral("-getinfo"), service.name});
+            System::execute(QStringLiteral("networksetup"), {QStringLiteral("-getinfo"), service.name}, cancel);
         if (!info.isEmpty())
             parseServiceInfo(info.at(0), entry);
         result.insert(service.device, entry);
@@ -93,9 +103,9 @@ void NetworkManager::parseServiceInfo(const QString& info, QMap<QString, QString
     }
 }
 
-InterfaceMap NetworkManager::getIfconfig()
+InterfaceMap NetworkManager::getIfconfig(const std::atomic<bool>* cancel)
 {
-    const QList<QString> output = System::execute(QStringLiteral("ifconfig"), {});
+    const QList<QString> output = System::execute(QStringLiteral("ifconfig"), {}, cancel);
     if (output.isEmpty() || output.at(0).isEmpty()) {
         qWarning() << "Erreur : Impossible de récupérer ifconfig.";
         return {};

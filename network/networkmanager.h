@@ -5,6 +5,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <atomic>
+
 // BSD device name (en0, en1 ...) to its attributes, as read from networksetup and ifconfig.
 using InterfaceMap = QMap<QString, QMap<QString, QString>>;
 
@@ -19,9 +21,12 @@ public:
     NetworkManager();
 
     void update();
+    // update() in two halves, so that the reading can run on another thread and be handed over.
+    static InterfaceMap read(const std::atomic<bool>* cancel = nullptr);
+    void setInterfaces(const InterfaceMap& reading);
 
-    static InterfaceMap getNetworksetup();
-    static InterfaceMap getIfconfig();
+    static InterfaceMap getNetworksetup(const std::atomic<bool>* cancel = nullptr);
+    static InterfaceMap getIfconfig(const std::atomic<bool>* cancel = nullptr);
     static InterfaceMap mergeMap(const InterfaceMap& networksetup, const InterfaceMap& ifconfig);
 
     // The text parsers behind getNetworksetup() and getIfconfig(), usable on recorded output.

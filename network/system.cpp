@@ -1,15 +1,23 @@
 #include "network/system.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QProcess>
 #include <QThread>
 #include <QTimer>
 
+#ifdef Q_OS_UNIX
+#include <signal.h>
+#include <unistd.h>
+#endif
+
 namespace {
 
 constexpr int kTimeoutMs = 30000;
-int busyDepth = 0;
+constexpr int kCancelPollMs = 20;
+// Per thread: the GUI thread asks whether it is itself waiting, whatever a worker is doing.
+thread_local int busyDepth = 0;
 
 bool hasEventLoopHere()
 {
@@ -17,11 +25,22 @@ bool hasEventLoopHere()
     return app && app->thread() == QThread::currentThread();
 }
 
+// A command given up on is ended with everything it started, not only the process we know of.
+void killGroup(QProcess& process)
+{
+#ifdef Q_OS_UNIX
+    if (process.processId() > 0)
+        ::kill(-pid_t(process.processId()), SIGKILL);
+#endif
+    process.kill();
+    process.waitForFinished(1000);
+}
+
 } // namespace
 
 namespace System {
 
-QList<QString> execute(const QString& program, const QList<QString>& arguments)
+QList<QString> execute(const QString& program, const QList<QString>& arguments, const std::atomic<bool>* cancel)
 {
     struct BusyGuard
     {
@@ -29,7 +48,12 @@ QList<QString> execute(const QString& program, const QList<QString>& arguments)
         ~BusyGuard() { --busyDepth; }
     } busy;
 
-    QProcess process; // no parent: it dies with this call, which ends a child that outlived the wait
+    if (cancel && *cancel)
+        return {QString(), QString()};
+    QProcess process; // no parent: it dies with this call
+#ifdef Q_OS_UNIX
+    process.setChildProcessModifier([] { ::setpgid(0, 0); });
+#endif
     if (hasEventLoopHere()) {
         QEventLoop loop;
         QTimer timeout;
@@ -51,8 +75,13 @@ QList<QString> execute(const QString& program, const QList<QString>& arguments)
         }
     } else {
         process.start(program, arguments, QIODevice::ReadWrite);
-        process.waitForFinished(kTimeoutMs);
+        const QDeadlineTimer deadline(kTimeoutMs);
+        while (!process.waitForFinished(cancel ? kCancelPollMs : kTimeoutMs) &&
+               process.state() != QProcess::NotRunning && !deadline.hasExpired() && !(cancel && *cancel)) {
+        }
     }
+    if (process.state() != QProcess::NotRunning)
+        killGroup(process);
     const QByteArray out = process.readAllStandardOutput();
     const QByteArray err = process.readAllStandardError();
     return {QString::fromUtf8(out), QString::fromUtf8(err)};

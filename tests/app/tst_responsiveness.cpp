@@ -102,7 +102,6 @@ class TestResponsiveness : public QObject
 private slots:
     void cleanup() { closeModals(); }
     void keepsTimersAndPaintingAliveDuringAnApply();
-    void runsKeysTypedDuringACommandOnlyAfterIt();
 };
 
 void TestResponsiveness::keepsTimersAndPaintingAliveDuringAnApply()
@@ -160,58 +159,6 @@ void TestResponsiveness::keepsTimersAndPaintingAliveDuringAnApply()
         {"networksetup", "-setmanual", "Ethernet", "192.168.1.201", "255.255.255.0", ""}};
     QCOMPARE(s.fake.calls().mid(0, 2), applied);
     QCOMPARE(s.changes(), applied);
-}
-
-void TestResponsiveness::runsKeysTypedDuringACommandOnlyAfterIt()
-{
-#ifndef TARNWICK_HAVE_QPA
-    QSKIP("Posting keys the way the window system does needs Qt's private headers");
-#else
-    Session s(twoServices);
-    QTimer* refresh = s.refreshTimer();
-    QVERIFY(refresh);
-    s.fake.setDelay(commandSeconds);
-    s.fake.clearCalls();
-
-    Observer observer(s.window.get());
-    qint64 applyPressedAt = -1;
-    bool busyWhenPressed = true;
-    connect(s.child<QPushButton>("execButton"), &QAbstractButton::pressed, this, [&] {
-        applyPressedAt = observer.clock.elapsed();
-        busyWhenPressed = System::isBusy();
-    });
-    qint64 postedAt = -1;
-    observer.onTick = [&] {
-        // A quarter of the way into the refresh's first command, the user presses Ctrl+E.
-        if (postedAt < 0 && observer.busyFor() >= 250) {
-            refresh->start(5000);
-            observer.postCtrlKey(Qt::Key_E, QStringLiteral("e"));
-            postedAt = observer.clock.elapsed();
-            s.fake.setDelay(0);
-        }
-    };
-    refresh->start(1);
-    QTRY_VERIFY_WITH_TIMEOUT(!observer.notices.isEmpty(), 20000);
-    QCOMPARE(observer.notices, QStringList{"It's done!"});
-
-    const qint64 latency = applyPressedAt - postedAt;
-    qInfo("Ctrl+E posted %lld ms into a %.1f s command: reached the window %lld ms after posting; "
-          "%d key events delivered while busy",
-          postedAt - observer.firstBusyTick, commandSeconds, latency, observer.keysWhileBusy);
-    QVERIFY(postedAt >= 0);
-    QCOMPARE(observer.keysWhileBusy, 0);
-    QVERIFY(!busyWhenPressed);
-    QVERIFY2(latency >= 500, "the key was acted on before the command could have ended");
-    QVERIFY(observer.keysAfter > 0);
-
-    // The whole reading finished first; then exactly one Apply, not lost and not doubled.
-    const QList<QStringList> calls = s.fake.calls();
-    QCOMPARE(calls.at(0), (QStringList{"networksetup", "-listnetworkserviceorder"}));
-    const int applyAt = calls.indexOf(QStringList{"networksetup", "-setdhcp", "Ethernet"});
-    QVERIFY(applyAt > 0);
-    QCOMPARE(calls.at(applyAt - 1), QStringList{"ifconfig"});
-    QCOMPARE(s.changes(), (QList<QStringList>{{"networksetup", "-setdhcp", "Ethernet"}}));
-#endif
 }
 
 QTEST_MAIN(TestResponsiveness)
