@@ -1,12 +1,18 @@
 #!/bin/sh
 # Sets up what is missing, builds and starts Tarnwick.
 # On macOS it works on the real network services. Anywhere else it runs against the simulated Mac
-# in tools/fakemac with a throwaway home folder; without a display it takes a screenshot under a
-# virtual X server instead of staying open.
+# in tools/fakemac with a demo home folder under build/demo/, kept between runs (--fresh starts
+# over); without a display it takes a screenshot under a virtual X server instead of staying open.
 set -e
 cd "$(dirname "$0")"
 top=$(pwd)
 . ./setup.sh
+
+fresh=""
+if [ "${1:-}" = --fresh ]; then
+    fresh=1
+    shift
+fi
 
 headless=""
 if [ "$(uname -s)" != Darwin ] && [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
@@ -20,20 +26,29 @@ if [ "$(uname -s)" = Darwin ]; then
     exec "$top/build/app/Tarnwick.app/Contents/MacOS/Tarnwick" "$@"
 fi
 
-HOME=$(mktemp -d "${TMPDIR:-/tmp}/tarnwick-home.XXXXXX")
-FAKEMAC_STATE="$HOME/fakemac"
+demo="$top/build/demo"
+[ -n "$fresh" ] && rm -rf "$demo"
+if [ -d "$demo/home" ]; then
+    kept="kept from the last run; ./run.sh --fresh starts over"
+else
+    kept="new"
+fi
+mkdir -p "$demo/home"
+HOME="$demo/home"
+FAKEMAC_STATE="$demo/fakemac"
 PATH="$top/tools/fakemac:$PATH"
 export HOME FAKEMAC_STATE PATH
-echo "Not a Mac: Tarnwick runs against the simulated Mac in tools/fakemac, with the throwaway home $HOME."
+echo "Not a Mac: Tarnwick runs against the simulated Mac in tools/fakemac, with the demo home $HOME ($kept)."
 
 if [ -z "$headless" ]; then
     exec "$top/build/app/Tarnwick" "$@"
 fi
 
-title="Tarnwick 0.8.3"
+title="Tarnwick $(sed -n 's/^project(Tarnwick VERSION \([0-9.]*\).*/\1/p' "$top/CMakeLists.txt")"
 shot="$top/build/screenshot.png"
 log="$top/build/run.log"
-Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$HOME/display" >"$HOME/xvfb.log" 2>&1 &
+rm -f "$demo/display"
+Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$demo/display" >"$demo/xvfb.log" 2>&1 &
 xvfb=$!
 app=""
 cleanup() {
@@ -43,12 +58,12 @@ cleanup() {
 trap cleanup EXIT
 
 i=0
-until [ -s "$HOME/display" ] && DISPLAY=":$(cat "$HOME/display")" xdpyinfo >/dev/null 2>&1; do
+until [ -s "$demo/display" ] && DISPLAY=":$(cat "$demo/display")" xdpyinfo >/dev/null 2>&1; do
     i=$((i + 1))
-    [ "$i" -le 100 ] || { echo "The virtual X server did not start; see $HOME/xvfb.log" >&2; exit 1; }
+    [ "$i" -le 100 ] || { echo "The virtual X server did not start; see $demo/xvfb.log" >&2; exit 1; }
     sleep 0.1
 done
-DISPLAY=":$(cat "$HOME/display")"
+DISPLAY=":$(cat "$demo/display")"
 export DISPLAY
 
 QT_QPA_PLATFORM=xcb "$top/build/app/Tarnwick" >"$log" 2>&1 &
