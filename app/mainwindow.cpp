@@ -80,10 +80,8 @@ void MainWindow::ui_init()
     // Disabled boxes still carry the address to be applied, so they must stay readable.
     for (QSpinBox* box : spinBoxAddr + spinBoxMask + spinBoxRouter) {
         box->setStyleSheet(QStringLiteral("QSpinBox:disabled { color: black; background-color: #D0D0D0; }"));
-        // Its line edit would take Ctrl+E as "end of line" and keep Apply from the keyboard.
+        // On X11 a spin box takes Ctrl+E as "end of line", which would keep Apply from the keyboard.
         box->installEventFilter(this);
-        if (auto* edit = box->findChild<QLineEdit*>())
-            edit->installEventFilter(this);
     }
 
     ui->pushButton_reload->setText(QString());
@@ -198,8 +196,10 @@ void MainWindow::checkBoxRouterUpdate()
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event)
 {
-    if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->keyCombination() == applyKey)
-        return true; // left unaccepted, so the shortcut goes to Apply
+    if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->keyCombination() == applyKey) {
+        event->ignore(); // so that the shortcut goes to Apply
+        return true;
+    }
     auto* edit = qobject_cast<QLineEdit*>(watched);
     if (edit && lineEditAll.contains(edit)) {
         switch (event->type()) {
