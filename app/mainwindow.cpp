@@ -268,6 +268,7 @@ void MainWindow::onTimerTimeout()
         QMetaObject::invokeMethod(
             this, [this, reading, generation] { showReading(reading, generation); }, Qt::QueuedConnection);
     });
+    reader->setParent(this);
     connect(reader, &QThread::finished, this, [this] {
         reader->deleteLater();
         reader = nullptr;
