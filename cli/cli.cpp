@@ -213,11 +213,12 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Switches a macOS network service between DHCP and a fixed IPv4 address built from a profile.\n\n"
-        "  status [SERVICE]        each service's device, address, mask and router\n"
-        "  profiles                the profiles and the default host number\n"
-        "  apply SERVICE PROFILE   the profile's network and mask with the host number;\n"
-        "                          DHCP as PROFILE switches to DHCP\n"
-        "  dhcp SERVICE            the same as apply SERVICE DHCP\n\n"
+        "  status [SERVICE]     each service's device, address, mask and router\n"
+        "  profiles             the profiles and the default host number\n"
+        "  apply SERVICE PROFILE [--host N] [--router [ADDRESS]]\n"
+        "                       the profile's network with host number N, and its mask;\n"
+        "                       DHCP as PROFILE switches to DHCP\n"
+        "  dhcp SERVICE         the same as apply SERVICE DHCP\n\n"
         "Exit status: 0 done, 1 refused by the system, 2 bad usage (nothing changed)."));
     const QCommandLineOption helpOption = parser.addHelpOption();
     const QCommandLineOption versionOption = parser.addVersionOption();
@@ -236,7 +237,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
 
     if (!parser.parse(arguments))
         return badUsage(err, parser.errorText());
-    if (parser.isSet(helpOption)) {
+    if (parser.isSet(helpOption) || parser.isSet(QStringLiteral("help-all"))) {
         out << parser.helpText();
         return Done;
     }
@@ -269,8 +270,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     const QStringList commands{QStringLiteral("status"), QStringLiteral("profiles"), QStringLiteral("apply"),
                                QStringLiteral("dhcp")};
     if (!commands.contains(command)) {
-        return badUsage(err, QStringLiteral("unknown command \"%1\"; the commands are: %2")
-                                 .arg(command, commands.join(QStringLiteral(", "))));
+        const QString what = command.isEmpty() ? QStringLiteral("no command") : "unknown command \"" + command + '"';
+        return badUsage(err, what + QStringLiteral("; the commands are: ") + commands.join(QStringLiteral(", ")));
     }
     return badUsage(err, QStringLiteral("wrong number of arguments for %1; see --help").arg(command));
 }

@@ -101,7 +101,7 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("JSON of apply", {"apply", "Wi-Fi", "LA-Network", "--json"}, 2, "", "--json goes with status and profiles");
     row("unknown command", {"switch", "Wi-Fi"}, 2, "", "unknown command \"switch\"");
     row("unknown option", {"status", "--all"}, 2, "", "Unknown option 'all'");
-    row("no command", {}, 2, "", "unknown command \"\"");
+    row("no command", {}, 2, "", "no command; the commands are: status, profiles, apply, dhcp");
 
     const QString adminError = QStringLiteral("** Error: Command requires admin privileges.\n");
     row("refusal on standard error", {"apply", "Wi-Fi", "LA-Network"}, 1, "", adminError, {"-setdhcp|Wi-Fi", laManual},
