@@ -47,10 +47,11 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     QTest::addColumn<QStringList>("changes");
     QTest::addColumn<QString>("sudoUser");
     QTest::addColumn<QString>("failure"); // the simulated Mac's failure mode, "stdout" to print errors there
+    QTest::addColumn<uint>("euid");
     const auto row = [](const char* name, const QStringList& arguments, int status, const QString& out,
                         const QString& err, const QStringList& changes = {}, const QString& sudoUser = {},
-                        const QString& failure = {}) {
-        QTest::newRow(name) << arguments << status << out << err << changes << sudoUser << failure;
+                        const QString& failure = {}, uint euid = 0) {
+        QTest::newRow(name) << arguments << status << out << err << changes << sudoUser << failure << euid;
     };
     const QString laManual = QStringLiteral("-setmanual|Wi-Fi|192.168.1.201|255.255.255.0|");
 
@@ -66,6 +67,7 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
         R"({"defaultHost":7,"profiles":[{"gateway":"","mask":"255.255.255.0","name":"Lab","network":"10.1.2.0"}]})"
         "\n",
         "", {}, "alice");
+    row("SUDO_USER of an ordinary user is not sudo", {"profiles"}, 0, defaultProfiles, "", {}, "alice", {}, 501);
     row("sudo without a profiles file reads the default in place", {"profiles"}, 0, defaultProfiles, "", {}, "bob");
 
     row("apply with the default host and no router", {"apply", "Wi-Fi", "LA-Network"}, 0,
@@ -118,6 +120,7 @@ void TestCli::runsCommandAgainstSimulatedMac()
     QFETCH(QStringList, changes);
     QFETCH(QString, sudoUser);
     QFETCH(QString, failure);
+    QFETCH(uint, euid);
 
     FakeMac mac; // its home folder is root's under sudo
     mac.setFailure(failure.section(QLatin1Char(' '), 0, 0));
@@ -128,8 +131,7 @@ void TestCli::runsCommandAgainstSimulatedMac()
     QFile file(aliceFile);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(aliceConfig) == aliceConfig.size());
     file.close();
-    const Cli::Environment environment{sudoUser.isEmpty() ? 501u : 0u, sudoUser,
-                                       [&users](const QString& user) { return users.filePath(user); }};
+    const Cli::Environment environment{euid, sudoUser, [&users](const QString& user) { return users.filePath(user); }};
 
     QString output;
     QString errors;
@@ -147,7 +149,7 @@ void TestCli::runsCommandAgainstSimulatedMac()
     }
     QCOMPARE(changesRun, changes);
     // Under sudo the home folder is root's: nothing may be created there, nor in the invoking user's.
-    if (!sudoUser.isEmpty())
+    if (euid == 0 && !sudoUser.isEmpty())
         QVERIFY(!QFile::exists(mac.homeDir() + QStringLiteral("/Library")));
     QVERIFY(!QFile::exists(users.filePath(QStringLiteral("bob/Library"))));
 }
