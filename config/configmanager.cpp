@@ -22,10 +22,14 @@ ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile
 {
     qDebug() << "ConfigManager version:" << version;
     // Per user, never the system-wide /Library.
-    configDir = QStandardPaths::writableLocation(QStandardPaths::HomeLocation) + QStringLiteral("/Library/") +
-                QStringLiteral("Tarnwick") + QStringLiteral("/");
+    configDir = configDirIn(QStandardPaths::writableLocation(QStandardPaths::HomeLocation));
     if (checkFile())
         load(configDir + fileName);
+}
+
+QString ConfigManager::configDirIn(const QString& home)
+{
+    return home + QStringLiteral("/Library/") + QStringLiteral("Tarnwick") + QStringLiteral("/");
 }
 
 bool ConfigManager::checkFile()

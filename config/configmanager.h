@@ -18,6 +18,12 @@ public:
     static const QString version;
 
     ConfigManager(const QString& fileName, const QString& defaultFile);
+    // A store tied to no file, filled only by load(): for reading profiles where creating a file is
+    // not ours to do, such as another user's home.
+    ConfigManager() = default;
+
+    // The folder that holds the configuration in the given home folder, ending in "/".
+    static QString configDirIn(const QString& home);
 
     bool checkFile();
     static bool copyFile(const QString& source, const QString& destination);

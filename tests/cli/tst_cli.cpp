@@ -1,0 +1,158 @@
+#include "cli/cli.h"
+#include "tests/common/fakemac.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextStream>
+
+namespace {
+
+// The simulated Mac's default machine and the built-in default profiles, as the CLI prints them.
+const QString statusTable = QStringLiteral(R"(SERVICE              DEVICE  ADDRESS        MASK           ROUTER
+Ethernet             en0     192.168.1.201  255.255.255.0  192.168.1.1
+Wi-Fi                en1     10.0.0.23      255.255.255.0  10.0.0.1
+USB 10/100/1000 LAN  en5     -              -              -
+iPhone USB           en6     -              -              -
+)");
+const QString defaultProfiles = QStringLiteral(R"(PROFILE     NETWORK      MASK           GATEWAY
+LA-Network  192.168.1.0  255.255.255.0  192.168.1.1
+Intercom    192.168.3.0  255.255.255.0  192.168.3.1
+Management  192.168.0.0  255.255.254.0  192.168.0.1
+APIPA-FIX   169.254.0.0  255.255.0.0    -
+Default host number: 201
+)");
+// Under sudo, "alice" has profiles of her own and "bob" has none.
+const QByteArray aliceConfig = "<root><config><name>Lab</name><address>10.1.2.0</address><mask>255.255.255.0</mask>"
+                               "</config><settings><default_network_id>7</default_network_id></settings></root>";
+const QString services = QStringLiteral("the services are: Ethernet, Wi-Fi, USB 10/100/1000 LAN, iPhone USB");
+
+} // namespace
+
+class TestCli : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void runsCommandAgainstSimulatedMac_data();
+    void runsCommandAgainstSimulatedMac();
+};
+
+void TestCli::runsCommandAgainstSimulatedMac_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("out");
+    QTest::addColumn<QString>("err"); // a part of standard error; none expected when empty
+    QTest::addColumn<QStringList>("changes");
+    QTest::addColumn<QString>("sudoUser");
+    QTest::addColumn<QString>("failure"); // the simulated Mac's failure mode, "stdout" to print errors there
+    QTest::addColumn<uint>("euid");
+    const auto row = [](const char* name, const QStringList& arguments, int status, const QString& out,
+                        const QString& err, const QStringList& changes = {}, const QString& sudoUser = {},
+                        const QString& failure = {}, uint euid = 0) {
+        QTest::newRow(name) << arguments << status << out << err << changes << sudoUser << failure << euid;
+    };
+    const QString laManual = QStringLiteral("-setmanual|Wi-Fi|192.168.1.201|255.255.255.0|");
+
+    row("version", {"--version"}, 0, "tarnwick-cli " TARNWICK_VERSION "\n", "");
+    row("status of every service", {"status"}, 0, statusTable, "");
+    row("status of one service as JSON", {"status", "--json", "Wi-Fi"}, 0,
+        R"([{"address":"10.0.0.23","device":"en1","mask":"255.255.255.0","router":"10.0.0.1","service":"Wi-Fi"}])"
+        "\n",
+        "");
+    row("status of an unknown service", {"status", "Nope"}, 2, "", "no service \"Nope\"; " + services);
+    row("profiles from the built-in default", {"profiles"}, 0, defaultProfiles, "");
+    row("sudo reads the invoking user's profiles", {"profiles", "--json"}, 0,
+        R"({"defaultHost":7,"profiles":[{"gateway":"","mask":"255.255.255.0","name":"Lab","network":"10.1.2.0"}]})"
+        "\n",
+        "", {}, "alice");
+    row("SUDO_USER of an ordinary user is not sudo", {"profiles"}, 0, defaultProfiles, "", {}, "alice", {}, 501);
+    row("sudo without a profiles file reads the default in place", {"profiles"}, 0, defaultProfiles, "", {}, "bob");
+
+    row("apply with the default host and no router", {"apply", "Wi-Fi", "LA-Network"}, 0,
+        "Wi-Fi: 192.168.1.201 mask 255.255.255.0, no router\n", "", {"-setdhcp|Wi-Fi", laManual});
+    row("apply with a host and the profile's gateway", {"apply", "Wi-Fi", "LA-Network", "--host", "42", "--router"}, 0,
+        "Wi-Fi: 192.168.1.42 mask 255.255.255.0, router 192.168.1.1\n", "",
+        {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|192.168.1.42|255.255.255.0|192.168.1.1"});
+    row("apply proposes host 1 without a gateway", {"apply", "Ethernet", "APIPA-FIX", "--router"}, 0,
+        "Ethernet: 169.254.0.201 mask 255.255.0.0, router 169.254.0.1\n", "",
+        {"-setdhcp|Ethernet", "-setmanual|Ethernet|169.254.0.201|255.255.0.0|169.254.0.1"});
+    row("apply with a router address", {"apply", "--host", "254", "Wi-Fi", "Intercom", "--router", "10.1.1.1"}, 0,
+        "Wi-Fi: 192.168.3.254 mask 255.255.255.0, router 10.1.1.1\n", "",
+        {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|192.168.3.254|255.255.255.0|10.1.1.1"});
+    row("sudo applies the invoking user's profile", {"apply", "Wi-Fi", "Lab"}, 0,
+        "Wi-Fi: 10.1.2.7 mask 255.255.255.0, no router\n", "",
+        {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|10.1.2.7|255.255.255.0|"}, "alice");
+    row("apply DHCP", {"apply", "Ethernet", "DHCP"}, 0, "Ethernet: DHCP\n", "", {"-setdhcp|Ethernet"});
+    row("dhcp", {"dhcp", "Wi-Fi"}, 0, "Wi-Fi: DHCP\n", "", {"-setdhcp|Wi-Fi"});
+
+    row("unknown profile", {"apply", "Wi-Fi", "Lab"}, 2, "",
+        "no profile \"Lab\"; the profiles are: DHCP, LA-Network, Intercom, Management, APIPA-FIX");
+    row("unknown service", {"apply", "Wi-Fi 2", "LA-Network"}, 2, "", "no service \"Wi-Fi 2\"; " + services);
+    row("host 0", {"apply", "Wi-Fi", "LA-Network", "--host", "0"}, 2, "", "host number \"0\" is not in 1-254");
+    row("host 255", {"apply", "Wi-Fi", "LA-Network", "--host", "255"}, 2, "", "host number \"255\" is not in 1-254");
+    row("host not a number", {"apply", "Wi-Fi", "LA-Network", "--host", "1x"}, 2, "", "\"1x\" is not in 1-254");
+    row("malformed router", {"apply", "Wi-Fi", "LA-Network", "--router", "192.168.1.256"}, 2, "",
+        "router address \"192.168.1.256\" is malformed");
+    row("router address without --router", {"apply", "Wi-Fi", "LA-Network", "10.0.0.1"}, 2, "",
+        "wrong number of arguments for apply");
+    row("host with DHCP", {"apply", "Wi-Fi", "DHCP", "--host", "5"}, 2, "", "not with DHCP");
+    row("router with dhcp", {"dhcp", "Wi-Fi", "--router"}, 2, "", "--host and --router go with apply");
+    row("apply without a profile", {"apply", "Wi-Fi"}, 2, "", "wrong number of arguments for apply");
+    row("JSON of apply", {"apply", "Wi-Fi", "LA-Network", "--json"}, 2, "", "--json goes with status and profiles");
+    row("unknown command", {"switch", "Wi-Fi"}, 2, "", "unknown command \"switch\"");
+    row("unknown option", {"status", "--all"}, 2, "", "Unknown option 'all'");
+    row("no command", {}, 2, "", "no command; the commands are: status, profiles, apply, dhcp");
+
+    const QString adminError = QStringLiteral("** Error: Command requires admin privileges.\n");
+    row("refusal on standard error", {"apply", "Wi-Fi", "LA-Network"}, 1, "", adminError, {"-setdhcp|Wi-Fi", laManual},
+        {}, "admin");
+    row("refusal on standard output", {"dhcp", "Wi-Fi"}, 1, "", adminError, {"-setdhcp|Wi-Fi"}, {}, "admin stdout");
+}
+
+void TestCli::runsCommandAgainstSimulatedMac()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, status);
+    QFETCH(QString, out);
+    QFETCH(QString, err);
+    QFETCH(QStringList, changes);
+    QFETCH(QString, sudoUser);
+    QFETCH(QString, failure);
+    QFETCH(uint, euid);
+
+    FakeMac mac; // its home folder is root's under sudo
+    mac.setFailure(failure.section(QLatin1Char(' '), 0, 0));
+    mac.setErrorsToStdout(failure.endsWith(QLatin1String("stdout")));
+    QTemporaryDir users;
+    const QString aliceFile = users.filePath(QStringLiteral("alice/Library/Tarnwick/config.xml"));
+    QVERIFY(QDir().mkpath(QFileInfo(aliceFile).path()) && QDir().mkpath(users.filePath(QStringLiteral("bob"))));
+    QFile file(aliceFile);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(aliceConfig) == aliceConfig.size());
+    file.close();
+    const Cli::Environment environment{euid, sudoUser, [&users](const QString& user) { return users.filePath(user); }};
+
+    QString output;
+    QString errors;
+    {
+        QTextStream outStream(&output);
+        QTextStream errStream(&errors);
+        QCOMPARE(Cli::run(QStringList{"tarnwick-cli"} + arguments, outStream, errStream, environment), status);
+    }
+    QCOMPARE(output, out);
+    QVERIFY2(err.isEmpty() ? errors.isEmpty() : errors.contains(err), qPrintable(errors));
+    QStringList changesRun;
+    for (const QStringList& call : mac.calls()) {
+        if (call.value(1).startsWith(QLatin1String("-set")))
+            changesRun.append(call.mid(1).join(QLatin1Char('|')));
+    }
+    QCOMPARE(changesRun, changes);
+    // Under sudo the home folder is root's: nothing may be created there, nor in the invoking user's.
+    if (euid == 0 && !sudoUser.isEmpty())
+        QVERIFY(!QFile::exists(mac.homeDir() + QStringLiteral("/Library")));
+    QVERIFY(!QFile::exists(users.filePath(QStringLiteral("bob/Library"))));
+}
+
+QTEST_GUILESS_MAIN(TestCli)
+#include "tst_cli.moc"
