@@ -54,6 +54,13 @@ bool ConfigManager::copyFile(const QString& source, const QString& destination)
 bool ConfigManager::load(const QString& path)
 {
     qDebug() << "Loading configuration file: " << path;
+    // Opening a FIFO blocks until something writes to it, and a device may never end: only a regular
+    // file is read. A folder is left to QFile, which refuses it with its own reason.
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile() && !info.isDir()) {
+        qDebug() << "Cannot read file" << QStringLiteral("not a regular file");
+        return false;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         qDebug() << "Cannot read file" << file.errorString();
