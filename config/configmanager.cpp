@@ -12,6 +12,28 @@
 namespace {
 
 const QString settingsName = QStringLiteral("settings");
+// Far more than any list of profiles takes (the default is under 1 KB). A bigger file would hold up
+// start-up for seconds and the model would grow with it, so it is not read at all.
+constexpr qint64 largestFile = 1024 * 1024;
+
+// The writer's own escaping leaves a carriage return as it is, and reading turns it into a line feed,
+// so a value holding one (read from "&#13;") would change with every save. As a character
+// reference it reads back unchanged.
+void writeTextElement(QXmlStreamWriter& writer, const QString& name, const QString& text)
+{
+    if (!text.contains(QLatin1Char('\r'))) {
+        writer.writeTextElement(name, text);
+        return;
+    }
+    writer.writeStartElement(name);
+    const QStringList parts = text.split(QLatin1Char('\r'));
+    for (qsizetype i = 0; i < parts.size(); ++i) {
+        if (i > 0)
+            writer.writeEntityReference(QStringLiteral("#13"));
+        writer.writeCharacters(parts.at(i));
+    }
+    writer.writeEndElement();
+}
 
 } // namespace
 
@@ -59,6 +81,10 @@ bool ConfigManager::load(const QString& path)
     const QFileInfo info(path);
     if (info.exists() && !info.isFile() && !info.isDir()) {
         qDebug() << "Cannot read file" << QStringLiteral("not a regular file");
+        return false;
+    }
+    if (info.size() > largestFile) {
+        qDebug() << "Cannot read file" << QStringLiteral("larger than 1 MB");
         return false;
     }
     QFile file(path);
@@ -159,10 +185,10 @@ void ConfigManager::write(QXmlStreamWriter& writer)
             continue;
         const ProfileEntry& entry = entries[name];
         writer.writeStartElement(QStringLiteral("config"));
-        writer.writeTextElement(QStringLiteral("name"), name);
+        writeTextElement(writer, QStringLiteral("name"), name);
         for (const QString& key : {QStringLiteral("address"), QStringLiteral("mask"), QStringLiteral("gateway")}) {
             if (entry.contains(key))
-                writer.writeTextElement(key, entry.value(key));
+                writeTextElement(writer, key, entry.value(key));
         }
         writer.writeEndElement();
     }
@@ -170,7 +196,7 @@ void ConfigManager::write(QXmlStreamWriter& writer)
     if (settings != entries.cend()) {
         writer.writeStartElement(settingsName);
         for (auto it = settings->cbegin(); it != settings->cend(); ++it)
-            writer.writeTextElement(it.key(), it.value());
+            writeTextElement(writer, it.key(), it.value());
         writer.writeEndElement();
     }
     writer.writeEndElement();

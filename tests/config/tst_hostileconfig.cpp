@@ -8,8 +8,8 @@
 
 #include <sys/stat.h>
 
-// Something that is not a readable file in place of config.xml: start-up neither blocks nor fails,
-// says why in the log and leaves the store empty.
+// What stands in place of config.xml cannot be read quickly: start-up neither blocks nor fails, says
+// why in the log and leaves the store empty.
 class TestHostileConfig : public QObject
 {
     Q_OBJECT
@@ -17,23 +17,29 @@ class TestHostileConfig : public QObject
 private slots:
     void startsEmptyWithoutWaiting_data()
     {
-        QTest::addColumn<bool>("fifo");
-        QTest::newRow("FIFO, which blocks an open until a writer appears") << true;
-        QTest::newRow("folder") << false;
+        QTest::addColumn<QString>("kind");
+        QTest::newRow("FIFO, which blocks an open until a writer appears") << "fifo";
+        QTest::newRow("folder") << "folder";
+        QTest::newRow("well-formed but larger than any configuration") << "big";
     }
 
     void startsEmptyWithoutWaiting()
     {
-        QFETCH(bool, fifo);
+        QFETCH(QString, kind);
         QTemporaryDir home;
         qputenv("HOME", home.path().toUtf8());
         const QString folder = home.filePath(QStringLiteral("Library/Tarnwick"));
         QVERIFY(QDir().mkpath(folder));
         const QString path = folder + QStringLiteral("/config.xml");
-        if (fifo)
+        if (kind == QLatin1String("fifo")) {
             QCOMPARE(mkfifo(QFile::encodeName(path).constData(), 0600), 0);
-        else
+        } else if (kind == QLatin1String("folder")) {
             QVERIFY(QDir().mkdir(path));
+        } else {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("<root><config><name>Big</name></config>" + QByteArray(1024 * 1024, ' ') + "</root>");
+        }
 
         QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral("^Cannot read file ")));
         QElapsedTimer timer;
