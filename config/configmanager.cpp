@@ -12,8 +12,8 @@
 namespace {
 
 const QString settingsName = QStringLiteral("settings");
-// Far more than any list of profiles takes (the default is under 1 KB). A bigger file would hold up
-// start-up for seconds and the model would grow with it, so it is not read at all.
+// Far more than any list of profiles takes (the default is under 1 KB). A bigger config.xml would hold
+// up start-up for seconds and the model would grow with it, so start-up does not read it.
 constexpr qint64 largestFile = 1024 * 1024;
 
 // The writer's own escaping leaves a carriage return as it is, and reading turns it into a line feed,
@@ -46,8 +46,14 @@ ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile
     // Per user, never the system-wide /Library.
     configDir = QStandardPaths::writableLocation(QStandardPaths::HomeLocation) + QStringLiteral("/Library/") +
                 QStringLiteral("Tarnwick") + QStringLiteral("/");
-    if (checkFile())
-        load(configDir + fileName);
+    if (!checkFile())
+        return;
+    const QString path = configDir + fileName;
+    if (QFileInfo(path).size() > largestFile) {
+        qDebug() << "Cannot read file" << QStringLiteral("larger than 1 MB");
+        return;
+    }
+    load(path);
 }
 
 bool ConfigManager::checkFile()
@@ -81,10 +87,6 @@ bool ConfigManager::load(const QString& path)
     const QFileInfo info(path);
     if (info.exists() && !info.isFile() && !info.isDir()) {
         qDebug() << "Cannot read file" << QStringLiteral("not a regular file");
-        return false;
-    }
-    if (info.size() > largestFile) {
-        qDebug() << "Cannot read file" << QStringLiteral("larger than 1 MB");
         return false;
     }
     QFile file(path);
