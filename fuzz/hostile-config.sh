@@ -1,11 +1,12 @@
 #!/bin/sh
-# Starts the whole window offscreen against the simulated Mac with a hostile config.xml in place and
-# prints, per case, how long start-up took (to the first profile shown), the peak resident memory and
-# how the process ended. Nothing outside a temporary folder is touched.
+# Puts a hostile config.xml in place and prints, per case, the wall time and peak resident memory of
+# the store's start-up on its own (startstore), then of the whole window started offscreen against
+# the simulated Mac (up to the first profile shown), and how many profiles the store kept. Nothing
+# outside a temporary folder is touched.
 # Usage: fuzz/hostile-config.sh [build folder]   (default: build)
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
-app=$(cd "${1:-build}" && pwd)/app/Tarnwick
+build=$(cd "${1:-build}" && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -31,18 +32,21 @@ make_case() { # name, then writes config.xml in the current folder
     esac
 }
 
-printf '%-22s %10s %10s %12s  %s\n' case bytes start-up peak-RSS ended
+printf '%-22s %9s %9s %10s %9s %10s  %s\n' case bytes store store-RSS window window-RSS kept
 for name in normal 50MB-of-profiles 50MB-one-value nested-100000 entity-bomb latin1-declared-utf8 random-bytes fifo folder; do
     home=$work/$name
     mkdir -p "$home/Library/Tarnwick"
     (cd "$home/Library/Tarnwick" && make_case "$name")
     bytes=$(du -b "$home/Library/Tarnwick/config.xml" | cut -f1)
+    HOME=$home /usr/bin/time -v -o "$work/time" timeout 20 "$build/fuzz/startstore" >"$work/out" 2>/dev/null || true
+    store=$(awk '/Elapsed .wall/ { print $NF }' "$work/time")
+    storeRss=$(awk -F': ' '/Maximum resident/ { print $2 " kB" }' "$work/time")
+    kept=$(cat "$work/out")
     # The window never quits by itself: it is stopped after 8 s, long after a healthy start.
     HOME=$home FAKEMAC_STATE=$home/fakemac PATH="$root/tools/fakemac:$PATH" QT_QPA_PLATFORM=offscreen \
         QT_MESSAGE_PATTERN='%{time process} %{message}' \
-        /usr/bin/time -v -o "$work/time" timeout 8 "$app" >"$work/log" 2>&1 || true
+        /usr/bin/time -v -o "$work/time" timeout 8 "$build/app/Tarnwick" >"$work/log" 2>&1 || true
     shown=$(awk '/Activated profil/ { print $1 "s"; exit }' "$work/log")
     rss=$(awk -F': ' '/Maximum resident/ { print $2 " kB" }' "$work/time")
-    ended=$(awk -F': ' '/Exit status/ { print ($2 == 124 ? "stopped at 8 s" : "exit " $2) }' "$work/time")
-    printf '%-22s %10s %10s %12s  %s\n' "$name" "$bytes" "${shown:-never}" "$rss" "$ended"
+    printf '%-22s %9s %9s %10s %9s %10s  %s\n' "$name" "$bytes" "${store:-?}" "$storeRss" "${shown:-never}" "$rss" "${kept:-crashed}"
 done
