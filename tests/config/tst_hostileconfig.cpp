@@ -1,15 +1,14 @@
 #include "config/configmanager.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <sys/stat.h>
 
-// What stands in place of config.xml cannot be read quickly: start-up neither blocks nor fails, says
-// why in the log and leaves the store empty.
+// What stands in place of config.xml cannot be read, or not quickly: start-up neither blocks (a FIFO
+// would hang it here) nor fails, says why in the log and leaves the store empty.
 class TestHostileConfig : public QObject
 {
     Q_OBJECT
@@ -42,11 +41,8 @@ private slots:
         }
 
         QTest::ignoreMessage(QtDebugMsg, QRegularExpression(QStringLiteral("^Cannot read file ")));
-        QElapsedTimer timer;
-        timer.start();
         const ConfigManager store(QStringLiteral("config.xml"),
                                   QStringLiteral(":/resources/resources/default-config.xml"));
-        QVERIFY(timer.elapsed() < 2000);
         QVERIFY(store.getProfileEntries().isEmpty());
     }
 };
