@@ -12,6 +12,28 @@
 namespace {
 
 const QString settingsName = QStringLiteral("settings");
+// Far more than any list of profiles takes (the default is under 1 KB). A bigger config.xml would hold
+// up start-up for seconds and the model would grow with it, so start-up does not read it.
+constexpr qint64 largestFile = 1024 * 1024;
+
+// The writer's own escaping leaves a carriage return as it is, and reading turns it into a line feed,
+// so a value holding one (read from "&#13;") would change with every save. As a character
+// reference it reads back unchanged.
+void writeTextElement(QXmlStreamWriter& writer, const QString& name, const QString& text)
+{
+    if (!text.contains(QLatin1Char('\r'))) {
+        writer.writeTextElement(name, text);
+        return;
+    }
+    writer.writeStartElement(name);
+    const QStringList parts = text.split(QLatin1Char('\r'));
+    for (qsizetype i = 0; i < parts.size(); ++i) {
+        if (i > 0)
+            writer.writeEntityReference(QStringLiteral("#13"));
+        writer.writeCharacters(parts.at(i));
+    }
+    writer.writeEndElement();
+}
 
 } // namespace
 
@@ -23,8 +45,14 @@ ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile
     qDebug() << "ConfigManager version:" << version;
     // Per user, never the system-wide /Library.
     configDir = configDirIn(QStandardPaths::writableLocation(QStandardPaths::HomeLocation));
-    if (checkFile())
-        load(configDir + fileName);
+    if (!checkFile())
+        return;
+    const QString path = configDir + fileName;
+    if (QFileInfo(path).size() > largestFile) {
+        qDebug() << "Cannot read file" << QStringLiteral("larger than 1 MB");
+        return;
+    }
+    load(path);
 }
 
 QString ConfigManager::configDirIn(const QString& home)
@@ -58,6 +86,13 @@ bool ConfigManager::copyFile(const QString& source, const QString& destination)
 bool ConfigManager::load(const QString& path)
 {
     qDebug() << "Loading configuration file: " << path;
+    // Opening a FIFO blocks until something writes to it, and a device may never end: only a regular
+    // file is read. A folder is left to QFile, which refuses it with its own reason.
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile() && !info.isDir()) {
+        qDebug() << "Cannot read file" << QStringLiteral("not a regular file");
+        return false;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         qDebug() << "Cannot read file" << file.errorString();
@@ -156,10 +191,10 @@ void ConfigManager::write(QXmlStreamWriter& writer)
             continue;
         const ProfileEntry& entry = entries[name];
         writer.writeStartElement(QStringLiteral("config"));
-        writer.writeTextElement(QStringLiteral("name"), name);
+        writeTextElement(writer, QStringLiteral("name"), name);
         for (const QString& key : {QStringLiteral("address"), QStringLiteral("mask"), QStringLiteral("gateway")}) {
             if (entry.contains(key))
-                writer.writeTextElement(key, entry.value(key));
+                writeTextElement(writer, key, entry.value(key));
         }
         writer.writeEndElement();
     }
@@ -167,7 +202,7 @@ void ConfigManager::write(QXmlStreamWriter& writer)
     if (settings != entries.cend()) {
         writer.writeStartElement(settingsName);
         for (auto it = settings->cbegin(); it != settings->cend(); ++it)
-            writer.writeTextElement(it.key(), it.value());
+            writeTextElement(writer, it.key(), it.value());
         writer.writeEndElement();
     }
     writer.writeEndElement();
