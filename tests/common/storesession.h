@@ -33,8 +33,6 @@ struct StoreSession
         QVERIFY(QDir().mkpath(mac.homeDir() + "/Library/Tarnwick") && out.open(QIODevice::WriteOnly));
         out.write(bytes);
     }
-    // A folder where the file should be: no reading, replacing or removing can succeed, even for root.
-    void blockFile() const { QVERIFY(QFile::remove(path) && QDir().mkpath(path)); }
 
     FakeMac mac;
     const QString path = mac.homeDir() + QStringLiteral("/Library/Tarnwick/config.xml");

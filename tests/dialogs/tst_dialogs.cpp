@@ -63,87 +63,37 @@ private slots:
     {
         StoreSession s;
         Opened<ProfileDialog> d(s.start());
-        QCOMPARE(d.form(), "LA-Network|192.168.1.0|255.255.255.0|192.168.1.1");
-        // Values are saved trimmed; a new profile goes last and stays chosen.
-        d.press("buttonAdd");
-        QVERIFY(d.form() == "|||" && !d.child("buttonDelete")->isEnabled() && d.child("lineEditName")->hasFocus());
-        d.fill("  Office | 10.0.0.0|255.0.0.0  | 10.0.0.1 ");
-        d.press("buttonSave");
-        QVERIFY(d.child<QListWidget>("listProfiles")->currentRow() == 4 && d.child("buttonDelete")->isEnabled());
-        // Renamed in place; a blank gateway leaves no gateway element; a non-contiguous mask is allowed.
-        d.child<QListWidget>("listProfiles")->setCurrentRow(1);
-        QCOMPARE(d.form(), "Intercom|192.168.3.0|255.255.255.0|192.168.3.1");
-        d.fill(" Studio |192.168.3.0|255.0.255.0|   ");
-        d.press("buttonSave");
-        // A refused name leaves the file alone and the form as typed, still a new profile, so it can be
-        // fixed; only "DHCP" and "settings" are reserved, case and all.
-        const QByteArray before = s.file();
-        d.press("buttonAdd");
-        d.fill("Studio|10.1.0.0|255.255.0.0|");
-        d.press("buttonSave");
-        QVERIFY(s.file() == before && d.form() == "Studio|10.1.0.0|255.255.0.0|");
-        d.fill("dhcp|10.1.0.0|255.255.0.0|");
-        d.press("buttonSave");
-        d.child<QListWidget>("listProfiles")->setCurrentRow(0);
-        d.fill("Studio|192.168.1.0|255.255.255.0|");
-        d.press("buttonSave");
-        // Deleting asks first; afterwards nothing is chosen and nothing can be edited.
-        d.child<QListWidget>("listProfiles")->setCurrentRow(2);
-        d.plan = {QMessageBox::No, QMessageBox::Yes};
-        d.press("buttonDelete");
-        QCOMPARE(d.form(), "Management|192.168.0.0|255.255.254.0|192.168.0.1");
-        d.press("buttonDelete");
-        QCOMPARE(d.form(), "|||");
+        for (const QStringList& step : fixtureTable("dialogs/profile-steps.txt")) {
+            if (step[1] == "add")
+                d.press("buttonAdd");
+            else if (step[1] != "-")
+                d.child<QListWidget>("listProfiles")->setCurrentRow(step[1].toInt());
+            if (step[2] != "-")
+                d.fill(step[2]);
+            d.plan = {step[3].endsWith("No") ? QMessageBox::No : QMessageBox::Yes};
+            if (step[3] != "-")
+                d.press(qPrintable(step[3].section(' ', 0, 0)));
+            QVERIFY2(d.form() == step[4], qPrintable(step[0] + ": " + d.form()));
+            QVERIFY2(step[5].isEmpty() || d.dialog.focusWidget()->objectName() == step[5], qPrintable(step[0]));
+        }
         for (const char* name : {"lineEditName", "buttonSave", "buttonDelete"})
             QVERIFY2(!d.child(name)->isEnabled(), name);
-
         QCOMPARE(d.seen.join(u'\n'), FakeMac::fixture("dialogs/profile-notices.txt").trimmed());
         QCOMPARE(d.rows("listProfiles"), (QStringList{"LA-Network", "Studio", "APIPA-FIX", "Office", "dhcp"}));
         QCOMPARE(QString(s.file()), FakeMac::fixture("config/profiles-edited.saved"));
-    }
-
-    void refusesProfileFieldsInOrder_data()
-    {
-        addFixtureRows("dialogs/validation.txt", {"typed", "blamed", "message"});
-    }
-
-    void refusesProfileFieldsInOrder()
-    {
-        QFETCH(QString, typed);
-        QFETCH(QString, blamed);
-        QFETCH(QString, message);
-        StoreSession s;
-        Opened<ProfileDialog> d(s.start());
-        d.press("buttonAdd");
-        d.fill(typed);
-        d.press("buttonSave");
-        QCOMPARE(d.seen, QStringList{"Warning; Validation Error; " + message});
-        QCOMPARE(d.dialog.focusWidget()->objectName(), blamed);
-        QCOMPARE(d.form(), typed);
-        QCOMPARE(s.file(), StoreSession::read(StoreSession::defaultConfig));
-    }
-
-    void showsStoredSettings_data() { addFixtureRows("dialogs/settings.txt", {"storedId", "storedList", "shown"}); }
-
-    void showsStoredSettings()
-    {
-        QFETCH(QString, storedId);
-        QFETCH(QString, storedList);
-        QFETCH(QString, shown);
-        StoreSession s;
-        ConfigManager& store = s.start();
-        QVERIFY(store.updateSetting("default_network_id", storedId) &&
-                store.updateSetting("forbidden_interfaces", storedList));
-        Opened<SettingsDialog> d(store);
-        QCOMPARE(d.child<QSpinBox>("spinBoxNetworkId")->text() + u'/' + d.rows("listForbidden").join(u'|'), shown);
     }
 
     void savesSettingsOnlyOnSave()
     {
         StoreSession s;
         ConfigManager& store = s.start();
+        // Shown as stored: the list splits only at ", ", blank names dropped and the others trimmed.
+        store.updateSetting("default_network_id", "1");
+        store.updateSetting("forbidden_interfaces", "  Thunderbolt Bridge ,   Pont Thunderbolt  , , Wi-Fi,Ethernet");
         const QByteArray before = s.file();
         auto d = std::make_unique<Opened<SettingsDialog>>(store);
+        QCOMPARE(d->child<QSpinBox>("spinBoxNetworkId")->text() + '/' + d->rows("listForbidden").join('|'),
+                 "1/Thunderbolt Bridge|Pont Thunderbolt|Wi-Fi,Ethernet");
         d->child<QSpinBox>("spinBoxNetworkId")->selectAll();
         d->type("spinBoxNetworkId", "42");
         d->child<QListWidget>("listForbidden")->setCurrentRow(1);
@@ -157,7 +107,7 @@ private slots:
         d->press("buttonSave");
         QVERIFY(!d->dialog.isVisible());
         const QByteArray saved = "<default_network_id>42</default_network_id>\n      <forbidden_interfaces>"
-                                 "Thunderbolt Bridge, USB LAN, Pont Thunderbolt</forbidden_interfaces>";
+                                 "Thunderbolt Bridge, Wi-Fi,Ethernet, USB LAN, Pont Thunderbolt</forbidden_interfaces>";
         QVERIFY(s.file().contains(saved));
         // Close drops the edits.
         d = std::make_unique<Opened<SettingsDialog>>(store);
@@ -171,13 +121,14 @@ private slots:
         StoreSession s;
         ConfigManager& store = s.start();
         QVERIFY(store.addEntry("Lab", {{"address", "10.0.0.0"}, {"mask", "255.0.0.0"}}));
-        QVERIFY(store.updateSetting("default_network_id", "42") &&
-                store.updateSetting("forbidden_interfaces", "Wi-Fi"));
+        // An id out of range is shown as the usual host number.
+        QVERIFY(store.updateSetting("default_network_id", "0") && store.updateSetting("forbidden_interfaces", "Wi-Fi"));
         const QByteArray before = s.file();
         Opened<SettingsDialog> d(store);
         d.plan = {QMessageBox::No, QMessageBox::Yes};
         d.press("buttonRestore");
-        QVERIFY(s.file() == before && d.child<QSpinBox>("spinBoxNetworkId")->value() == 42);
+        QVERIFY(s.file() == before &&
+                d.child<QSpinBox>("spinBoxNetworkId")->text() + '/' + d.rows("listForbidden").join('|') == "201/Wi-Fi");
         d.press("buttonRestore");
         QCOMPARE(d.seen, QStringList(2, "Question; Confirm Restore; Restore default configuration?\nThis will reset "
                                         "all profiles and settings."));

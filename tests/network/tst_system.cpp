@@ -30,14 +30,7 @@ private slots:
         // A shell would split the name, expand $HOME and the star, and drop the empty argument.
         QCOMPARE(System::execute(u"printf"_s, {u"[%s]\n"_s, u"USB 10/100/1000 LAN"_s, u"$HOME"_s, u"*"_s, QString()}),
                  (QList<QString>{u"[USB 10/100/1000 LAN]\n[$HOME]\n[*]\n[]\n"_s, QString()}));
-        // Far more than a pipe holds: a reader that waited before reading would stall the writer.
-        QString large;
-        for (int i = 1; i <= 100000; ++i)
-            large += QString::number(i) + u'\n';
-        QCOMPARE(System::execute(u"seq"_s, {u"100000"_s}), (QList<QString>{large, QString()}));
         QCOMPARE(System::execute(u"tarnwick-no-such-command"_s, {}), (QList<QString>{QString(), QString()}));
-        QCOMPARE(System::execute(QStringLiteral(TARNWICK_FIXTURES_DIR "/README.md"), {}),
-                 (QList<QString>{QString(), QString()}));
         QVERIFY2(clock.elapsed() < 3000, qPrintable(u"took %1 ms"_s.arg(clock.elapsed())));
         QVERIFY(!System::isBusy());
     }
