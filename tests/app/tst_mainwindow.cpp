@@ -1,9 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "network/system.h"
-#include "tests/common/boxanswerer.h"
-#include "tests/common/fixturetable.h"
-#include "tests/common/storesession.h"
+#include "tests/common/session.h"
 
 #include <QtWidgets>
 

@@ -1,6 +1,6 @@
 #include "config/configmanager.h"
 
-#include "tests/common/storesession.h"
+#include "tests/common/session.h"
 
 #include <QFileInfo>
 

@@ -1,9 +1,7 @@
 #include "dialogs/profiledialog.h"
 #include "dialogs/settingsdialog.h"
 
-#include "tests/common/boxanswerer.h"
-#include "tests/common/fixturetable.h"
-#include "tests/common/storesession.h"
+#include "tests/common/session.h"
 
 #include <QLineEdit>
 #include <QListWidget>
