@@ -126,7 +126,7 @@ private slots:
         s.mac.setErrorsToStdout(setup.endsWith("stdout"));
         s.mac.clearCalls();
         s.key(Qt::Key_E); // the button's shortcut clicks it a moment later
-        QTRY_COMPARE(s.seen, QStringList{notice});
+        QTRY_COMPARE_WITH_TIMEOUT(s.seen, QStringList{notice}, 20000);
         QCOMPARE(s.calls(true), changes);
         // The fields show the machine as it is now; the choices stay as the user left them.
         QCOMPARE(s.shown().section(' ', 1, 3), fields);
@@ -151,7 +151,9 @@ private slots:
         s.choose("comboBoxProfil", "LA-Network");
         s.mac.setServices(s.mac.services().replace("192.168.1.201", "172.20.1.9") + labDock);
         s.refresh->start(20);
-        QTRY_VERIFY(s.shown().startsWith("en0 172.20.1.9 255.255.255.0 192.168.1.1 | 192.168.1.201*"));
+        QTRY_VERIFY_WITH_TIMEOUT(s.shown().startsWith("en0 172.20.1.9 255.255.255.0 192.168.1.1 | 192.168.1.201*"),
+                                 20000);
+        s.refresh->stop();
         QVERIFY(!s.items("comboBoxInterface").contains("Lab Dock"));
         // A reload refills both lists from the start but leaves the spin boxes as they were.
         s.choose("comboBoxInterface", "Wi-Fi");
@@ -176,15 +178,17 @@ private slots:
         s.choose("comboBoxProfil", "LA-Network");
         int busyTicks = 0;
         connect(s.refresh, &QTimer::timeout, this, [&] {
-            // Two skipped ticks prove it; the machine answers at once again for the rest of the Apply.
-            if ((busyTicks += System::isBusy()) == 2)
+            // Two skipped ticks prove it; then the machine answers at once again and the refresh stops, so
+            // that no tick can land between the Apply's commands while its notice is up.
+            if ((busyTicks += System::isBusy()) == 2) {
                 s.mac.setDelay(0);
+                s.refresh->stop();
+            }
         });
         s.refresh->start(100);
         s.mac.setDelay(0.5);
         s.mac.clearCalls();
         QTest::mouseClick(s.child("execButton"), Qt::LeftButton);
-        s.refresh->start(5000);
         QVERIFY2(busyTicks >= 2, qPrintable(QString::number(busyTicks)));
         QCOMPARE(s.calls(), FakeMac::fixture("window/apply-calls.txt"));
     }
@@ -203,7 +207,7 @@ private slots:
             if (!System::isBusy())
                 return;
             typist.stop();
-            s.refresh->start(5000);
+            s.refresh->stop();
             s.mac.setDelay(0);
             for (QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease})
                 QWindowSystemInterface::handleKeyEvent<QWindowSystemInterface::AsynchronousDelivery>(
