@@ -18,7 +18,8 @@ tarnwick_setup() {
         JOBS=$(nproc 2>/dev/null || echo 2)
         if command -v dpkg-query >/dev/null 2>&1; then
             missing=""
-            for pkg in cmake g++ make qt6-base-dev qt6-base-dev-tools qt6-base-private-dev libqt6test6 libgl-dev $TARNWICK_EXTRA_PACKAGES; do
+            for pkg in cmake g++ make clang-format qt6-base-dev qt6-base-dev-tools qt6-base-private-dev libqt6test6 libgl-dev \
+                $TARNWICK_EXTRA_PACKAGES; do
                 dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "ok installed" || missing="$missing $pkg"
             done
             if [ -n "$missing" ]; then

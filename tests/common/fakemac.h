@@ -14,30 +14,34 @@ class FakeMac
 public:
     FakeMac();
 
-    QString homeDir() const;
-    QString stateDir() const;
+    QString homeDir() const { return home.path(); }
+    QString stateDir() const { return state.path(); }
 
     // The machine description, one service per line (see tools/fakemac/README.md).
-    void setServices(const QString& lines);
+    void setServices(const QString& lines) { writeControl(QStringLiteral("services"), lines.toUtf8()); }
     QString services() const;
 
     // "admin", "unknown", "invalid" or "silent"; an empty mode switches failures off.
-    void setFailure(const QString& mode);
-    void setDelay(double seconds);
-    void setErrorsToStdout(bool on);
+    void setFailure(const QString& mode) { writeControl(QStringLiteral("fail"), mode.toUtf8(), !mode.isEmpty()); }
+    void setDelay(double seconds) { writeControl(QStringLiteral("delay"), QByteArray::number(seconds), seconds > 0); }
+    void setErrorsToStdout(bool on) { writeControl(QStringLiteral("errors-to-stdout"), QByteArray(), on); }
     // Printed verbatim instead of the simulated output: "listnetworkserviceorder", "ifconfig",
     // or "getinfo-" followed by the service name.
-    void setReplay(const QString& name, const QString& text);
+    void setReplay(const QString& name, const QString& text)
+    {
+        writeControl(QStringLiteral("replay/") + name, text.toUtf8());
+    }
 
     // Every invocation so far, in order: the command's name, then its arguments exactly.
     QList<QStringList> calls() const;
-    void clearCalls();
+    void clearCalls() { writeControl(QStringLiteral("calls.log"), QByteArray(), false); }
 
     static QString fixture(const QString& name); // text of tests/fixtures/<name>
-    static QString realFixturesDir();            // ../shared/fixtures/real, may be absent
+    static QString realFixturesDir() { return QStringLiteral(TARNWICK_REAL_FIXTURES_DIR); } // may be absent
 
 private:
-    void writeControl(const QString& name, const QByteArray& content);
+    // Writes a control file, or removes it when `on` is false.
+    void writeControl(const QString& name, const QByteArray& content, bool on = true);
 
     QTemporaryDir home;
     QTemporaryDir state;
