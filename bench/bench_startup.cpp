@@ -16,7 +16,8 @@
 // Start-up as the user sees it: from starting the program to its window painted with the first reading
 // of the machine, against a bare window that runs the same commands first. Without arguments this
 // program times itself in both roles; "tarnwick" does what the application's main does, "bare <file>"
-// runs the commands listed in <file> (the simulated Mac's call log) and shows an empty window.
+// runs the commands listed in <file> (one a line, tab-separated, as the simulated Mac logs them) and
+// shows an empty window.
 namespace {
 
 constexpr int runs = 15;
@@ -66,6 +67,16 @@ int showWindow(int argc, char* argv[])
     return app.exec();
 }
 
+QString writeCommands(const QString& path, const QList<QStringList>& commands)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        qFatal("cannot write %s", qPrintable(path));
+    for (const QStringList& command : commands)
+        file.write(command.join(QLatin1Char('\t')).toUtf8() + '\n');
+    return path;
+}
+
 double timeToShown(const QStringList& arguments)
 {
     QProcess child;
@@ -89,29 +100,37 @@ int main(int argc, char* argv[])
 
     QCoreApplication app(argc, argv);
     Bench::setDelay(0);
-    // One start first: it creates the configuration file and tells which commands a start runs.
+    // One start first: it creates the configuration file and tells which commands a start runs. The bare
+    // window is timed after all of them, and after only the first reading's.
     Bench::clearCalls();
     timeToShown({QStringLiteral("tarnwick")});
-    QTemporaryDir dir;
-    const QString commands = dir.filePath(QStringLiteral("commands"));
-    QFile::copy(Bench::callLogPath(), commands);
     const QList<QStringList> startCommands = Bench::calls();
-    const qsizetype readings = std::count_if(startCommands.cbegin(), startCommands.cend(),
-                                             [](const QStringList& call) { return call.first() == "ifconfig"; });
+    const auto firstIfconfig = std::find_if(startCommands.cbegin(), startCommands.cend(),
+                                            [](const QStringList& call) { return call.first() == "ifconfig"; });
+    const QList<QStringList> readingCommands(startCommands.cbegin(), firstIfconfig + 1);
+    QTemporaryDir dir;
+    const QString startFile = writeCommands(dir.filePath(QStringLiteral("start")), startCommands);
+    const QString readingFile = writeCommands(dir.filePath(QStringLiteral("reading")), readingCommands);
 
-    QList<double> tarnwick, bare;
+    QList<double> tarnwick, bareStart, bareReading;
     for (int run = 0; run < runs; ++run) {
         tarnwick.append(timeToShown({QStringLiteral("tarnwick")}));
-        bare.append(timeToShown({QStringLiteral("bare"), commands}));
+        bareStart.append(timeToShown({QStringLiteral("bare"), startFile}));
+        bareReading.append(timeToShown({QStringLiteral("bare"), readingFile}));
     }
-    const double reference = Bench::median(bare);
-    Bench::row(QStringLiteral("4. start-up to window shown with its first reading"), Bench::ms(Bench::median(tarnwick)),
-               Bench::ms(reference) + QStringLiteral(" bare window"), Bench::median(tarnwick) / reference,
+    const double ours = Bench::median(tarnwick);
+    const QString measure = QStringLiteral("4. start-up to window shown with its first reading");
+    const auto reference = [](const QList<double>& bare, qsizetype commands) {
+        return QStringLiteral("%1 bare window, %2 commands").arg(Bench::ms(Bench::median(bare))).arg(commands);
+    };
+    Bench::row(measure, Bench::ms(ours), reference(bareStart, startCommands.size()), ours / Bench::median(bareStart),
                QStringLiteral("<= 1.3"));
-    Bench::note(QStringLiteral("4: medians of %1 starts each; a start runs %2 commands (%3 readings of the machine), "
-                               "the bare window the same %2")
-                    .arg(runs)
-                    .arg(startCommands.size())
-                    .arg(readings));
+    Bench::row(measure, Bench::ms(ours), reference(bareReading, readingCommands.size()),
+               ours / Bench::median(bareReading), QStringLiteral("<= 1.3"));
+    Bench::note(
+        QStringLiteral("4: medians of %1 starts each; a start runs %2 commands, one reading of the machine is %3")
+            .arg(runs)
+            .arg(startCommands.size())
+            .arg(readingCommands.size()));
     return 0;
 }
