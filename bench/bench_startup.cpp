@@ -48,13 +48,7 @@ int showWindow(int argc, char* argv[])
     if (QByteArray(argv[1]) == "tarnwick") {
         window = std::make_unique<MainWindow>();
     } else {
-        QFile file(QString::fromLocal8Bit(argv[2]));
-        if (!file.open(QIODevice::ReadOnly))
-            return 1;
-        for (const QByteArray& line : file.readAll().split('\n')) {
-            if (line.isEmpty())
-                continue;
-            const QStringList command = QString::fromUtf8(line).split(QLatin1Char('\t'));
+        for (const QStringList& command : Bench::calls(QString::fromLocal8Bit(argv[2]))) {
             QProcess process;
             process.start(command.first(), command.mid(1));
             process.waitForFinished();

@@ -65,9 +65,9 @@ QString callLogPath()
     return stateFile(QStringLiteral("calls.log"));
 }
 
-QList<QStringList> calls()
+QList<QStringList> calls(const QString& logPath)
 {
-    QFile log(callLogPath());
+    QFile log(logPath);
     QList<QStringList> result;
     if (!log.open(QIODevice::ReadOnly))
         return result;

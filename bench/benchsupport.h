@@ -21,9 +21,10 @@ QString ms(double milliseconds);
 double median(QList<double> values);
 
 // The commands the simulated Mac has answered since the log was last cleared: program, then arguments.
-QList<QStringList> calls();
-void clearCalls();
+// The log is one command a line, tab-separated; a copy of it can be read the same way.
 QString callLogPath();
+QList<QStringList> calls(const QString& logPath = callLogPath());
+void clearCalls();
 // Every simulated command sleeps this long before it answers; 0 makes them instant.
 void setDelay(double seconds);
 
