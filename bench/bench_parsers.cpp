@@ -1,7 +1,7 @@
+#include "bench/benchsupport.h"
 #include "network/networkmanager.h"
 
 #include <QElapsedTimer>
-#include <QTextStream>
 
 #include <algorithm>
 #include <functional>
@@ -56,31 +56,34 @@ double bestMicroseconds(int runs, const std::function<void()>& work)
     return best;
 }
 
-// Times one parser on one text and prints a row: items found, text size, best time, time per item.
-void report(QTextStream& out, const char* parser, int count, const QString& text,
+// Times one parser on one text and prints a row: its time and time per item, against splitting the same
+// text into lines, the least any reading of it has to do.
+void report(const char* parser, const char* item, int count, const QString& text,
             const std::function<qsizetype(const QString&)>& parse)
 {
     qsizetype items = 0;
     const double us = bestMicroseconds(5, [&] { items = parse(text); });
-    out << QStringLiteral("%1 %2 %3 %4 %5\n")
-               .arg(QLatin1String(parser), -18)
-               .arg(items, 6)
-               .arg(text.size() / 1000.0, 11, 'f', 1)
-               .arg(us / 1000.0, 16, 'f', 3)
-               .arg(us / count, 15, 'f', 2);
+    qsizetype lines = 0;
+    const double splitUs = bestMicroseconds(5, [&] { lines = text.split(QLatin1Char('\n')).size(); });
+    Bench::row(QStringLiteral("6. %1, %2 %3, %4 kchars")
+                   .arg(QLatin1String(parser))
+                   .arg(items)
+                   .arg(QLatin1String(item))
+                   .arg(text.size() / 1000.0, 0, 'f', 1),
+               QStringLiteral("%1 (%2 us each)").arg(Bench::ms(us / 1000)).arg(us / count, 0, 'f', 2),
+               Bench::ms(splitUs / 1000) + QStringLiteral(" line split"), us / splitUs);
 }
 
 } // namespace
 
 int main()
 {
-    QTextStream out(stdout);
-    out << "parser             items  text kchars   best of 5 (ms)   per item (us)\n";
     for (const int count : {10, 1000, 10000}) {
-        report(out, "parseIfconfig", count, ifconfigText(count),
+        report("parseIfconfig", "devices", count, ifconfigText(count),
                [](const QString& text) { return NetworkManager::parseIfconfig(text).size(); });
-        report(out, "parseServiceOrder", count, listingText(count),
+        report("parseServiceOrder", "services", count, listingText(count),
                [](const QString& text) { return NetworkManager::parseServiceOrder(text).size(); });
     }
+    Bench::note(QStringLiteral("6: best of 5 runs each"));
     return 0;
 }

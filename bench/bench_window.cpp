@@ -1,0 +1,289 @@
+#include "app/mainwindow.h"
+#include "bench/benchsupport.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QLabel>
+#include <QMessageBox>
+#include <QTimer>
+#include <QWindow>
+#include <qpa/qwindowsysteminterface.h>
+
+#include <algorithm>
+#include <functional>
+
+// The window as a user meets it: how long a click waits and how long the event loop stalls while the
+// machine is read in the background or a change is applied, and whether background readings leak.
+namespace {
+
+constexpr double commandSeconds = 1.0; // every simulated command, so that any freeze shows
+constexpr int postAfterMs = 300;       // the click lands inside the first command
+constexpr int runs = 3;
+
+// Runs the event loop until done() holds or the time is up.
+void waitFor(const std::function<bool()>& done, int timeoutMs)
+{
+    QElapsedTimer clock;
+    clock.start();
+    QEventLoop loop;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (done() || clock.elapsed() > timeoutMs)
+            loop.quit();
+    });
+    poll.start(5);
+    loop.exec();
+}
+
+// Watches one stretch of the event loop: the longest gap between ticks of a 1 ms timer, and when a
+// click posted the way the window system posts it reaches its widget. Answers every notice as soon
+// as it is up, as a user would, so no run waits on a box.
+class Probe : public QObject
+{
+public:
+    explicit Probe(QWidget* target) : target(target)
+    {
+        ticker.setTimerType(Qt::PreciseTimer);
+        connect(&ticker, &QTimer::timeout, this, &Probe::tick);
+        qApp->installEventFilter(this);
+    }
+
+    void start()
+    {
+        clock.start();
+        lastTick = longestGap = 0;
+        posted = handled = noticeAt = -1;
+        ticker.start(1);
+    }
+    void stop() { ticker.stop(); }
+    double now() const { return clock.nsecsElapsed() / 1e6; }
+
+    void postClick()
+    {
+        QWindow* window = target->window()->windowHandle();
+        const QPoint centre = target->rect().center();
+        const QPointF local = target->mapTo(target->window(), centre);
+        const QPointF global = target->mapToGlobal(centre);
+        posted = now();
+        using Qwsi = QWindowSystemInterface;
+        Qwsi::handleMouseEvent<Qwsi::AsynchronousDelivery>(window, local, global, Qt::LeftButton, Qt::LeftButton,
+                                                           QEvent::MouseButtonPress);
+        Qwsi::handleMouseEvent<Qwsi::AsynchronousDelivery>(window, local, global, Qt::NoButton, Qt::LeftButton,
+                                                           QEvent::MouseButtonRelease);
+    }
+
+    QWidget* target;
+    QTimer ticker;
+    QElapsedTimer clock;
+    double lastTick = 0;
+    double longestGap = 0;
+    double posted = -1;
+    double handled = -1;
+    double noticeAt = -1;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::MouseButtonPress && watched == target && posted >= 0 && handled < 0)
+            handled = now();
+        return false;
+    }
+
+private:
+    void tick()
+    {
+        const double t = now();
+        longestGap = std::max(longestGap, t - lastTick);
+        lastTick = t;
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box && box->isVisible()) {
+            if (noticeAt < 0)
+                noticeAt = t;
+            box->buttons().constFirst()->click();
+        }
+    }
+};
+
+struct Figures
+{
+    QList<double> latency;
+    QList<double> gap;
+    QList<double> notice;   // after the click, the Apply's notice was up: its commands had ended
+    QList<double> returned; // after the click, the Apply returned, the machine re-read
+};
+
+QString latencyText(const Figures& f)
+{
+    if (f.latency.size() < runs)
+        return QStringLiteral("%1 of %2 clicks never handled").arg(runs - f.latency.size()).arg(runs);
+    return Bench::ms(Bench::median(f.latency));
+}
+
+void latency(MainWindow& window)
+{
+    auto* profiles = window.findChild<QComboBox*>(QStringLiteral("comboBoxProfil"));
+    const int profile = profiles->findText(QStringLiteral("LA-Network"));
+    profiles->setCurrentIndex(profile);
+    emit profiles->activated(profile); // as the user's choice: an Apply then runs two commands
+    Probe probe(window.findChild<QLabel*>(QStringLiteral("label_101")));
+    Figures idle, refresh, apply;
+
+    const auto sample = [&probe](Figures& into) {
+        if (probe.handled >= 0)
+            into.latency.append(probe.handled - probe.posted);
+        into.gap.append(probe.longestGap);
+    };
+    const auto lastCommandLogged = [] {
+        const QList<QStringList> log = Bench::calls();
+        return !log.isEmpty() && log.constLast().value(0) == QLatin1String("ifconfig");
+    };
+
+    for (int run = 0; run < runs; ++run) {
+        Bench::setDelay(0);
+        probe.start();
+        QTimer::singleShot(postAfterMs, &probe, [&probe] { probe.postClick(); });
+        waitFor([&] { return probe.now() > 3000; }, 10000);
+        probe.stop();
+        sample(idle);
+
+        // A background reading: the window's own five-second tick, taken now.
+        Bench::setDelay(commandSeconds);
+        Bench::clearCalls();
+        probe.start();
+        QTimer::singleShot(0, &window, [&window] { QMetaObject::invokeMethod(&window, "onTimerTimeout"); });
+        QTimer::singleShot(postAfterMs, &probe, [&probe] { probe.postClick(); });
+        double readEnd = -1;
+        waitFor(
+            [&] {
+                if (readEnd < 0 && lastCommandLogged())
+                    readEnd = probe.now() + commandSeconds * 1000 + 300;
+                return readEnd > 0 && probe.now() > readEnd && probe.handled >= 0;
+            },
+            60000);
+        probe.stop();
+        sample(refresh);
+
+        // An Apply started by the user; it returns once its notice is answered and the machine re-read.
+        Bench::clearCalls();
+        probe.start();
+        double applyEnd = -1;
+        QTimer::singleShot(0, &window, [&] {
+            QMetaObject::invokeMethod(&window, "exec");
+            applyEnd = probe.now();
+        });
+        QTimer::singleShot(postAfterMs, &probe, [&probe] { probe.postClick(); });
+        waitFor([&] { return applyEnd >= 0 && (probe.handled >= 0 || probe.now() > applyEnd + 1000); }, 60000);
+        probe.stop();
+        sample(apply);
+        apply.notice.append(probe.noticeAt - probe.posted);
+        apply.returned.append(applyEnd - probe.posted);
+    }
+    Bench::setDelay(0);
+
+    const double idleLatency = Bench::median(idle.latency);
+    const double idleGap = Bench::median(idle.gap);
+    const QString floor = QStringLiteral("<= 16 ms (one frame)");
+    Bench::row(QStringLiteral("1a. click during a background reading"), latencyText(refresh),
+               Bench::ms(idleLatency) + QStringLiteral(" idle"), Bench::median(refresh.latency) / idleLatency, floor);
+    Bench::row(QStringLiteral("1b. click during an Apply (held until its commands end)"), latencyText(apply),
+               Bench::ms(idleLatency) + QStringLiteral(" idle"), Bench::median(apply.latency) / idleLatency, floor);
+    Bench::row(QStringLiteral("2a. longest 1 ms timer gap, background reading"), Bench::ms(Bench::median(refresh.gap)),
+               Bench::ms(idleGap) + QStringLiteral(" idle"), Bench::median(refresh.gap) / idleGap);
+    Bench::row(QStringLiteral("2b. longest 1 ms timer gap, Apply"), Bench::ms(Bench::median(apply.gap)),
+               Bench::ms(idleGap) + QStringLiteral(" idle"), Bench::median(apply.gap) / idleGap);
+    Bench::note(QStringLiteral("1-2: medians of %1 runs, every command taking %2 s, click posted %3 ms into the first")
+                    .arg(runs)
+                    .arg(commandSeconds)
+                    .arg(postAfterMs));
+    Bench::note(
+        QStringLiteral("1b: after the click, the Apply's notice was up at %1 ms and the Apply returned at %2 ms")
+            .arg(Bench::median(apply.notice), 0, 'f', 0)
+            .arg(Bench::median(apply.returned), 0, 'f', 0));
+}
+
+// Background readings so far, counted in the simulated Mac's call log: each one ends with ifconfig.
+class ReadingCounter
+{
+public:
+    ReadingCounter() : log(Bench::callLogPath()) {}
+
+    int poll()
+    {
+        if (!log.isOpen() && !log.open(QIODevice::ReadOnly))
+            return count;
+        pending += log.readAll();
+        const qsizetype end = pending.lastIndexOf('\n') + 1;
+        for (const QByteArray& line : pending.left(end).split('\n'))
+            count += line == "ifconfig";
+        pending.remove(0, end);
+        return count;
+    }
+
+private:
+    QFile log;
+    QByteArray pending;
+    int count = 0;
+};
+
+// The window's own five-second tick, sped up to 1 ms: each tick starts a reading once the last one
+// has been handed over. Instant stand-ins, so the time goes to starting processes.
+void memory(MainWindow& window, int wanted, int seconds)
+{
+    QTimer* refresh = nullptr;
+    for (QTimer* timer : window.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)) {
+        if (timer->interval() == 5000)
+            refresh = timer;
+    }
+    if (!refresh)
+        qFatal("the window has no five-second refresh timer");
+    Bench::setDelay(0);
+    Bench::clearCalls();
+    ReadingCounter counter;
+    QElapsedTimer clock;
+    clock.start();
+    const auto residentAfter = [&](int readings) {
+        refresh->start(1);
+        waitFor([&] { return counter.poll() >= readings || clock.elapsed() > seconds * 1000; }, seconds * 1000);
+        refresh->start(5000);
+        waitFor([] { return false; }, 1000); // the reading under way is handed over
+        return Bench::residentKb();
+    };
+    const qint64 base = residentAfter(100);
+    const int baseCount = counter.poll();
+    const qint64 last = residentAfter(wanted);
+    const int count = counter.poll();
+    Bench::row(
+        QStringLiteral("5. resident memory after %1 background readings").arg(count),
+        QStringLiteral("%1 MB (%2%3 kB)").arg(last / 1024.0, 0, 'f', 1).arg(last >= base ? "+" : "").arg(last - base),
+        QStringLiteral("%1 MB after %2").arg(base / 1024.0, 0, 'f', 1).arg(baseCount), double(last) / base,
+        QStringLiteral("growth < 1024 kB"));
+    Bench::note(
+        QStringLiteral("5: %1 readings in %2 s (%3 ms each)%4")
+            .arg(count)
+            .arg(clock.elapsed() / 1000)
+            .arg(double(clock.elapsed()) / count, 0, 'f', 1)
+            .arg(count < wanted ? QStringLiteral(", stopped at the time limit before %1").arg(wanted) : QString()));
+}
+
+} // namespace
+
+// "latency" (the default) for measures 1 and 2; "memory <readings> <seconds>" for measure 5.
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    Bench::setDelay(0);
+    MainWindow window;
+    window.show();
+    waitFor([&window] { return window.windowHandle() && window.windowHandle()->isExposed(); }, 5000);
+    if (arguments.value(1) == QLatin1String("memory"))
+        memory(window, arguments.value(2, QStringLiteral("10000")).toInt(),
+               arguments.value(3, QStringLiteral("600")).toInt());
+    else
+        latency(window);
+    return 0;
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <cmath>
+
+// What every benchmark shares: the rows of the one table bench/run.sh prints, and the simulated Mac
+// named by FAKEMAC_STATE (its call log and its delay), which run.sh sets up.
+namespace Bench {
+
+// One row, tab-separated for run.sh to align: what is measured, our figure, its reference, the ratio of
+// the two (NaN when there is none) and the goal, if any.
+void row(const QString& measure, const QString& tarnwick, const QString& reference, double ratio = NAN,
+         const QString& goal = {});
+// A line printed under the table.
+void note(const QString& text);
+
+QString ms(double milliseconds);
+double median(QList<double> values);
+
+// The commands the simulated Mac has answered since the log was last cleared: program, then arguments.
+// The log is one command a line, tab-separated; a copy of it can be read the same way.
+QString callLogPath();
+QList<QStringList> calls(const QString& logPath = callLogPath());
+void clearCalls();
+// Every simulated command sleeps this long before it answers; 0 makes them instant.
+void setDelay(double seconds);
+
+// Resident memory of this process in kB (VmRSS), or -1 where /proc is missing.
+qint64 residentKb();
+
+} // namespace Bench
