@@ -141,7 +141,8 @@ private slots:
         QCOMPARE(s.items("comboBoxInterface"), "Ethernet, Wi-Fi, USB 10/100/1000 LAN, iPhone USB");
         QCOMPARE(s.items("comboBoxProfil"), "DHCP, LA-Network, Management, APIPA-FIX");
         QCOMPARE(s.shown(), "en0 192.168.1.201 255.255.255.0 192.168.1.1 | 0.0.0.0 0.0.0.0 0.0.0.1 | -[ ]");
-        QVERIFY(s.child<QPushButton>("pushButton_reload")->text().isEmpty() && s.refresh->isActive());
+        const auto* reload = s.child<QPushButton>("pushButton_reload");
+        QVERIFY(reload->text().isEmpty() && !reload->icon().isNull() && s.refresh->isActive());
         // The fields show the machine and nothing else: no focus, no editing, presses swallowed.
         for (QLineEdit* field : s.window->findChildren<QLineEdit*>(QRegularExpression("^lin"))) {
             QMouseEvent press(QEvent::MouseButtonDblClick, {5, 5}, {5, 5}, Qt::LeftButton, Qt::LeftButton, {});
@@ -301,8 +302,8 @@ private slots:
 
     void quitsAtOnceDuringAHungReading()
     {
-        // A delay no other process would sleep, to find what the hung command left behind.
-        const QByteArray hang = "987.654";
+        // A delay no other process would sleep (this test's pid in it), to find what the hung command left.
+        const QByteArray hang = QByteArray::number(100000 + QCoreApplication::applicationPid() % 100000);
         const auto sleepersLeft = [&hang] {
             int found = 0;
             for (const QString& pid : QDir("/proc").entryList({"[0-9]*"}, QDir::Dirs)) {
