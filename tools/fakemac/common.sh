@@ -35,9 +35,28 @@ fm_default_services() {
 EOF
 }
 
-# Creates the default machine when needed, waits the configured delay and reads the failure switch
-# into fm_fail. With the "silent" switch the command ends here, printing nothing.
+# The gate: while the file hold exists, a call that it names waits, after its line is in calls.log and
+# before it does anything. An empty hold names every call; otherwise it holds one word, matched against
+# the command's name and each argument ("-setmanual", "ifconfig", "Wi-Fi"). A test forces the order of
+# events with it: it sees the call logged, does what must happen meanwhile, then removes the file.
+fm_hold() {
+    while [ -f "$fm_state/hold" ]; do
+        fm_word=$(tr -d '\r\n' <"$fm_state/hold")
+        [ -z "$fm_word" ] || [ "$fm_word" = "$fm_command" ] || {
+            fm_named=
+            for fm_arg in "$@"; do
+                [ "$fm_arg" = "$fm_word" ] && fm_named=1
+            done
+            [ -n "$fm_named" ]
+        } || return 0
+        sleep 0.05
+    done
+}
+
+# Creates the default machine when needed, waits at the gate and for the configured delay, and reads the
+# failure switch into fm_fail. With the "silent" switch the command ends here, printing nothing.
 fm_prepare() {
+    fm_hold "$@"
     if [ ! -f "$fm_services" ]; then
         fm_default_services >"$fm_services.$$" && mv "$fm_services.$$" "$fm_services" || exit 1
     fi
