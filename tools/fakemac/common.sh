@@ -1,6 +1,6 @@
 # shellcheck shell=sh disable=SC2154,SC2034
-# Sourced by the networksetup and ifconfig stand-ins after they set fm_command. Everything the
-# simulated Mac knows lives in the state folder $FAKEMAC_STATE; nothing is written anywhere else.
+# Sourced by the networksetup, ifconfig and osascript stand-ins after they set fm_command. Everything
+# the simulated Mac knows lives in the state folder $FAKEMAC_STATE; nothing is written anywhere else.
 
 if [ -z "${FAKEMAC_STATE:-}" ]; then
     echo "$fm_command (simulated): FAKEMAC_STATE is not set; it must name the folder that holds the simulated machine" >&2
