@@ -4,44 +4,37 @@
 #include "dialogs/infodialog.h"
 #include "dialogs/profiledialog.h"
 #include "dialogs/settingsdialog.h"
-#include "network/system.h"
 
+#include <QAction>
 #include <QApplication>
+#include <QCloseEvent>
 #include <QDebug>
-#include <QEvent>
 #include <QKeyEvent>
 #include <QKeySequence>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPixmap>
 #include <QSpinBox>
+#include <QStandardItemModel>
 #include <QStyle>
-#include <QThread>
 #include <QTimer>
 
 namespace {
 
-const QString dhcpProfile = QStringLiteral("DHCP");
-const QString settingsSection = QStringLiteral("settings");
 const QKeyCombination applyKey(Qt::CTRL | Qt::Key_E);
-
-// While a command the user started waits, the window still paints but takes no input: the cursor says so.
-struct BusyCursor
-{
-    BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~BusyCursor() { QApplication::restoreOverrideCursor(); }
-};
 
 } // namespace
 
 MainWindow::MainWindow(QWidget* parent)
-    : QMainWindow(parent), ui(new Ui::MainWindow), timer(nullptr),
-      configManager(QStringLiteral("config.xml"), QStringLiteral(":/resources/resources/default-config.xml"))
+    : QMainWindow(parent), ui(new Ui::MainWindow), timer(nullptr), runner(new CommandRunner(this)),
+      applyAction(new QAction(this)), configManager(ConfigManager::FILE_NAME, ConfigManager::DEFAULT_RESOURCE)
 {
     ui_init();
-    ui_update();
-    iface_update();
+    fillProfiles();
     profil_update();
+    // Nothing is read before the window is shown: the first reading fills the service list in.
+    ui->comboBoxInterface->setEnabled(false);
+    updateApply();
 
     timer = new QTimer(this);
     connect(timer, &QTimer::timeout, this, &MainWindow::onTimerTimeout);
@@ -50,10 +43,9 @@ MainWindow::MainWindow(QWidget* parent)
 
 MainWindow::~MainWindow()
 {
-    // A reading may be waiting on a command that never ends: end it rather than wait 30 s.
-    stopReading = true;
-    if (reader)
-        reader->wait();
+    // The runner goes first: it cancels a reading at once and lets a change that has begun end.
+    delete runner;
+    setBusy(false);
     qDebug() << "Goodbye";
     delete ui;
 }
@@ -100,59 +92,142 @@ void MainWindow::ui_create_connect()
     connect(ui->pushButton_reload, &QAbstractButton::clicked, this, &MainWindow::menu_reload_data);
     connect(ui->checkBoxRouter, &QAbstractButton::clicked, this, &MainWindow::checkBoxRouterUpdate);
     connect(ui->execButton, &QAbstractButton::clicked, this, &MainWindow::exec);
+    connect(applyAction, &QAction::triggered, this, &MainWindow::exec);
     connect(ui->actionReloadData, &QAction::triggered, this, &MainWindow::menu_reload_data);
     connect(ui->actionRestoreDefault, &QAction::triggered, this, &MainWindow::menu_restore_default_config);
     connect(ui->actionManageProfiles, &QAction::triggered, this, &MainWindow::menu_manage_profiles);
     connect(ui->actionSettings, &QAction::triggered, this, &MainWindow::menu_settings);
     connect(ui->actionAbout, &QAction::triggered, this, &MainWindow::aboutBox);
+    connect(runner, &CommandRunner::readingFinished, this, &MainWindow::showReading);
+    connect(runner, &CommandRunner::changeFinished, this, &MainWindow::changeDone);
+    connect(runner, &CommandRunner::busyChanged, this, &MainWindow::setBusy);
 }
 
 void MainWindow::ui_create_shortcut()
 {
-    ui->execButton->setShortcut(QKeySequence(applyKey));
+    // Apply straight from the key, once per press; the button's own shortcut would animate a click.
+    applyAction->setShortcut(QKeySequence(applyKey));
+    applyAction->setAutoRepeat(false);
+    addAction(applyAction);
     ui->actionReloadData->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
     ui->actionRestoreDefault->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     ui->actionManageProfiles->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_P));
     ui->actionSettings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
     // In no menu, so its shortcut only works while the window itself carries the action.
     addAction(ui->actionRestoreDefault);
+
+    // Quitting closes the window, which waits for a change that has begun; on macOS the role puts it in
+    // the application menu, where the Dock's Quit and a logout reach it too.
+    auto* quit = new QAction(tr("Quit"), this);
+    quit->setObjectName(QStringLiteral("actionQuit"));
+    // Some platforms bind no key to Quit; Ctrl+Q is what their users type.
+    const QList<QKeySequence> quitKeys = QKeySequence::keyBindings(QKeySequence::Quit);
+    quit->setShortcuts(quitKeys.isEmpty() ? QList<QKeySequence>{QKeySequence(Qt::CTRL | Qt::Key_Q)} : quitKeys);
+    quit->setMenuRole(QAction::QuitRole);
+    connect(quit, &QAction::triggered, this, &QWidget::close);
+    ui->menuTools->addAction(quit);
 }
 
-void MainWindow::ui_update()
+void MainWindow::showEvent(QShowEvent* event)
 {
-    ui_clear();
-    for (const QString& device : networkManager.getInterfaces())
-        ui->comboBoxInterface->addItem(networkManager.getName(device));
-    ui->comboBoxProfil->addItem(dhcpProfile);
-    ui->comboBoxProfil->addItems(configManager.getProfileEntries());
-    update();
+    QMainWindow::showEvent(event);
+    if (!started) {
+        started = true;
+        runner->read(true);
+    }
 }
 
-void MainWindow::ui_clear()
+void MainWindow::closeEvent(QCloseEvent* event)
 {
-    readNetwork();
-    ui->comboBoxInterface->clear();
-    ui->comboBoxProfil->clear();
-}
-
-void MainWindow::readNetwork()
-{
-    ++readingGeneration;
-    BusyCursor busy;
-    networkManager.update();
-}
-
-void MainWindow::showReading(const InterfaceMap& reading, quint64 generation)
-{
-    if (generation != readingGeneration)
+    if (runner->isChanging()) {
+        qDebug() << "QMainWindow -> Closing once the change has ended";
+        closeWhenChanged = true;
+        event->ignore();
         return;
+    }
+    QMainWindow::closeEvent(event);
+}
+
+// A refill: one reading of the machine, after which both lists are filled again, keeping the user's choice.
+void MainWindow::ui_update(AfterReading after)
+{
+    afterReading = after;
+    fillProfiles();
+    profil_update();
+    runner->read(true);
+}
+
+void MainWindow::fillProfiles()
+{
+    const QString chosen = ui->comboBoxProfil->currentText();
+    ui->comboBoxProfil->clear();
+    ui->comboBoxProfil->addItem(Change::DHCP);
+    ui->comboBoxProfil->addItems(configManager.getProfileEntries());
+    ui->comboBoxProfil->setCurrentIndex(qMax(0, ui->comboBoxProfil->findText(chosen)));
+}
+
+void MainWindow::fillServices()
+{
+    const QString chosen = ui->comboBoxInterface->currentText();
+    const QStringList services = networkManager.getServiceNames(configManager.getForbiddenInterfaces());
+    ui->comboBoxInterface->clear();
+    ui->comboBoxInterface->addItems(services);
+    ui->comboBoxInterface->setEnabled(!services.isEmpty());
+    if (services.isEmpty()) {
+        ui->comboBoxInterface->addItem(tr("No network service found"));
+        qobject_cast<QStandardItemModel*>(ui->comboBoxInterface->model())->item(0)->setEnabled(false);
+    }
+    ui->comboBoxInterface->setCurrentIndex(qMax(0, ui->comboBoxInterface->findText(chosen)));
+    updateApply();
+}
+
+void MainWindow::showReading(const InterfaceMap& reading, bool byUser)
+{
     networkManager.setInterfaces(reading);
+    if (!byUser) {
+        iface_update();
+        return;
+    }
+    if (afterReading != AfterReading::Apply)
+        fillServices();
     iface_update();
+    // A notice waits until the job has ended, so that it is not shown under a busy cursor.
+    if (afterReading == AfterReading::Reload)
+        QMetaObject::invokeMethod(
+            this, [this] { InfoDialog::information(this, tr("Success"), tr("Network interface reloaded")); },
+            Qt::QueuedConnection);
+    else if (afterReading == AfterReading::Apply)
+        QMetaObject::invokeMethod(this, &MainWindow::reportChange, Qt::QueuedConnection);
+    afterReading = AfterReading::Refill;
+}
+
+void MainWindow::setBusy(bool on)
+{
+    if (busy == on)
+        return;
+    busy = on;
+    // Nothing that would start another command while one the user started runs; the window still paints.
+    for (QAction* action :
+         {ui->actionReloadData, ui->actionRestoreDefault, ui->actionManageProfiles, ui->actionSettings})
+        action->setEnabled(!busy);
+    ui->pushButton_reload->setEnabled(!busy);
+    updateApply();
+    if (busy)
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+    else
+        QApplication::restoreOverrideCursor();
+}
+
+void MainWindow::updateApply()
+{
+    const bool enabled = !busy && ui->comboBoxInterface->isEnabled();
+    ui->execButton->setEnabled(enabled);
+    applyAction->setEnabled(enabled);
 }
 
 void MainWindow::iface_update()
 {
-    const QString device = networkManager.getInterfaceByName(ui->comboBoxInterface->currentText());
+    const QString device = networkManager.findDevice(ui->comboBoxInterface->currentText());
     ui->iface_label_hardware->setText(device);
     lineEdit_fill(lineEditAddr, networkManager.getIp4(device));
     lineEdit_fill(lineEditMask, networkManager.getNetmask(device));
@@ -167,7 +242,7 @@ void MainWindow::profil_update()
     spinBox_reset(spinBoxAddr);
     spinBox_reset(spinBoxRouter);
 
-    if (profile == dhcpProfile) {
+    if (profile == Change::DHCP) {
         spinBox_fill(spinBoxAddr, QStringLiteral("0.0.0.0"));
         spinBox_fill(spinBoxMask, QStringLiteral("0.0.0.0"));
         ipRouter_fill(QStringLiteral("0.0.0.0"));
@@ -177,13 +252,13 @@ void MainWindow::profil_update()
     }
 
     // Only the host number is the user's to choose; the network part belongs to the profile.
-    const QString address = configManager.getParameter(profile, QStringLiteral("address"));
-    const int host = configManager.getParameter(settingsSection, QStringLiteral("default_network_id")).toInt();
+    const QString address = configManager.getParameter(profile, ConfigManager::ADDRESS_KEY);
+    const int host = configManager.getParameter(ConfigManager::SETTINGS, ConfigManager::NETWORK_ID_KEY).toInt();
     spinBox_fill(spinBoxAddr, NetworkManager::hostAddress(address, host));
     spinBox_enabler(spinBoxAddr, 1);
-    spinBox_fill(spinBoxMask, configManager.getParameter(profile, QStringLiteral("mask")));
+    spinBox_fill(spinBoxMask, configManager.getParameter(profile, ConfigManager::MASK_KEY));
     spinBox_enabler(spinBoxRouter, 0);
-    const QString gateway = configManager.getParameter(profile, QStringLiteral("gateway"));
+    const QString gateway = configManager.getParameter(profile, ConfigManager::GATEWAY_KEY);
     spinBox_fill(spinBoxRouter, NetworkManager::proposedRouter(address, gateway));
     ui->checkBoxRouter->setEnabled(true);
 }
@@ -258,22 +333,11 @@ void MainWindow::spinBox_reset(const QList<QSpinBox*>& list)
 
 void MainWindow::onTimerTimeout()
 {
-    // A tick that lands while a command the user started is waiting, or while the previous reading
-    // still runs, is skipped; the next tick catches up instead.
-    if (System::isBusy() || reader)
+    // A tick while a command the user started runs, or while the last reading still runs, is skipped; the
+    // next tick catches up instead.
+    if (runner->isBusy() || runner->isReading())
         return;
-    const quint64 generation = readingGeneration;
-    reader = QThread::create([this, generation] {
-        const InterfaceMap reading = NetworkManager::read(&stopReading);
-        QMetaObject::invokeMethod(
-            this, [this, reading, generation] { showReading(reading, generation); }, Qt::QueuedConnection);
-    });
-    reader->setParent(this);
-    connect(reader, &QThread::finished, this, [this] {
-        reader->deleteLater();
-        reader = nullptr;
-    });
-    reader->start();
+    runner->read(false);
 }
 
 void MainWindow::exec()
@@ -282,39 +346,66 @@ void MainWindow::exec()
     const QString profile = ui->comboBoxProfil->currentText();
     qDebug() << "EXEC -> Interface:" << service << "/ Settings:" << profile;
 
-    const QString address = getSpinBox(spinBoxAddr);
-    const QString mask = configManager.getParameter(profile, QStringLiteral("mask"));
-    const QString router = getSpinBox(spinBoxRouter);
-
-    QList<QString> result;
-    {
-        BusyCursor busy;
-        if (profile == dhcpProfile)
-            result = NetworkManager::setDHCP(service);
-        else if (!ui->checkBoxRouter->isChecked())
-            result = NetworkManager::setManual(service, address, mask, QString());
-        else
-            result = NetworkManager::setManual(service, address, mask, router);
+    Change change = Change::toDhcp(service);
+    if (profile != Change::DHCP) {
+        const QString router = ui->checkBoxRouter->isChecked() ? getSpinBox(spinBoxRouter) : QString();
+        const QString problem = Change::toProfile(
+            change, service, configManager.getParameter(profile, ConfigManager::ADDRESS_KEY),
+            configManager.getParameter(profile, ConfigManager::MASK_KEY), ui->sb_addr_4->value(), router);
+        if (!problem.isEmpty()) {
+            InfoDialog::warning(this, tr("Error"), problem);
+            ui->comboBoxInterface->setFocus(Qt::OtherFocusReason);
+            return;
+        }
     }
+    runner->apply(change, elevate);
+}
 
-    const QString error = NetworkManager::changeError(result);
-    if (error.isEmpty())
-        InfoDialog::information(this, tr("Success"), tr("It's done!"));
+void MainWindow::changeDone(const Change& change, const ChangeResult& result)
+{
+    if (closeWhenChanged) {
+        close();
+        return;
+    }
+    // Refused for want of administrator rights: the same change again through the system's own prompt, and
+    // from now on straight away.
+    if (result.needsAdmin && !result.elevated) {
+        elevate = true;
+        runner->apply(change, true);
+        return;
+    }
+    lastChange = change;
+    lastResult = result;
+    if (result.cancelled) {
+        QMetaObject::invokeMethod(this, &MainWindow::reportChange, Qt::QueuedConnection);
+        return;
+    }
+    // The notice waits for the reading that follows, so that it can say whether the machine shows the change.
+    // The lists and spin boxes stay as the user left them.
+    afterReading = AfterReading::Apply;
+    runner->read(true);
+}
+
+void MainWindow::reportChange()
+{
+    const QString unconfirmed = networkManager.unconfirmed(lastChange);
+    if (lastResult.cancelled)
+        InfoDialog::warning(
+            this, tr("Not applied"),
+            tr("The administrator password was not given: nothing was changed on \"%1\".").arg(lastChange.service));
+    else if (!lastResult.error.isEmpty())
+        InfoDialog::warning(this, tr("Error"), lastResult.error);
+    else if (!unconfirmed.isEmpty())
+        InfoDialog::warning(this, tr("Not confirmed"), unconfirmed);
     else
-        InfoDialog::warning(this, tr("Error"), error);
-
+        InfoDialog::information(this, tr("Success"), tr("It's done!"));
     ui->comboBoxInterface->setFocus(Qt::OtherFocusReason);
-    readNetwork();
-    iface_update();
 }
 
 void MainWindow::menu_reload_data()
 {
     qDebug() << "QMenuBar -> Reloading network interface...";
-    readNetwork();
-    ui_update();
-    iface_update();
-    InfoDialog::information(this, tr("Success"), tr("Network interface reloaded"));
+    ui_update(AfterReading::Reload);
 }
 
 void MainWindow::menu_restore_default_config()
@@ -334,7 +425,6 @@ void MainWindow::menu_manage_profiles()
     ProfileDialog dialog(configManager, this);
     dialog.exec();
     ui_update();
-    profil_update();
 }
 
 void MainWindow::menu_settings()
@@ -343,7 +433,6 @@ void MainWindow::menu_settings()
     SettingsDialog dialog(configManager, this);
     dialog.exec();
     ui_update();
-    profil_update();
 }
 
 void MainWindow::aboutBox()
@@ -351,12 +440,13 @@ void MainWindow::aboutBox()
     const QString author = QStringLiteral("Tarnwick_Developers");
     const QString mail = QStringLiteral("tarnwick@example.org");
 
+    // The build's own date and the Qt it runs on: what a user reporting a problem copies.
     const QString heading = tr("<h3>About %1</h3>").arg(QStringLiteral("Tarnwick"));
     const QString body =
         tr("<p>Author : %1</p><p>Mail : <a href=\"mailto:%2\">%2</a></p>"
            "<p>Version : %3 (Build on %4)</p><p>Based on Qt %5.</p>")
             .arg(QString(author).replace(QLatin1Char('_'), QLatin1Char(' ')), mail, QStringLiteral(TARNWICK_VERSION),
-                 QStringLiteral("Mar 31 2026"), QStringLiteral("6.9.0"));
+                 QStringLiteral(__DATE__).simplified(), QString::fromLatin1(qVersion()));
 
     auto* box = new QMessageBox(this);
     box->setWindowTitle(tr("About"));

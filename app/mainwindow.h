@@ -1,23 +1,24 @@
 #pragma once
 
 #include "config/configmanager.h"
+#include "network/commandrunner.h"
 #include "network/networkmanager.h"
 
 #include <QList>
 #include <QMainWindow>
 
-#include <atomic>
-
+class QAction;
 class QEvent;
 class QLineEdit;
 class QSpinBox;
-class QThread;
 class QTimer;
 
 namespace Ui {
 class MainWindow;
 }
 
+// A view of the machine and the profiles: every command runs on the command runner's thread, and the
+// window only starts jobs and shows what they report.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -26,7 +27,10 @@ public:
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
+protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
 
 private slots:
     void onTimerTimeout();
@@ -38,13 +42,20 @@ private slots:
     void aboutBox();
 
 private:
+    // What the window does once the reading it asked for lands.
+    enum class AfterReading { Refill, Reload, Apply };
+
     void ui_init();
     void ui_create_connect();
     void ui_create_shortcut();
-    void ui_update();
-    void ui_clear();
-    void readNetwork();
-    void showReading(const InterfaceMap& reading, quint64 generation);
+    void ui_update(AfterReading after = AfterReading::Refill);
+    void fillServices();
+    void fillProfiles();
+    void showReading(const InterfaceMap& reading, bool byUser);
+    void changeDone(const Change& change, const ChangeResult& result);
+    void reportChange();
+    void setBusy(bool busy);
+    void updateApply();
     void iface_update();
     void profil_update();
     void checkBoxRouterUpdate();
@@ -58,11 +69,8 @@ private:
 
     Ui::MainWindow* ui;
     QTimer* timer;
-    // The timer's reading runs on this thread, one at a time; readings started by the user bump the
-    // generation so that an older background reading arriving later is dropped.
-    QThread* reader = nullptr;
-    quint64 readingGeneration = 0;
-    std::atomic<bool> stopReading{false};
+    CommandRunner* runner;
+    QAction* applyAction;
     NetworkManager networkManager;
     ConfigManager configManager;
     QList<QLineEdit*> lineEditAddr;
@@ -72,4 +80,12 @@ private:
     QList<QSpinBox*> spinBoxAddr;
     QList<QSpinBox*> spinBoxMask;
     QList<QSpinBox*> spinBoxRouter;
+
+    bool started = false;
+    bool busy = false;
+    bool closeWhenChanged = false; // a close came during a change: it is carried out when the change ends
+    bool elevate = false;          // a change has needed the administrator prompt: later ones go straight to it
+    AfterReading afterReading = AfterReading::Refill;
+    Change lastChange;
+    ChangeResult lastResult;
 };

@@ -8,16 +8,17 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QTextStream>
 
 namespace Cli {
 
 namespace {
 
-const QString dhcpProfile = QStringLiteral("DHCP");
-const QString settingsSection = QStringLiteral("settings");
-const QString configName = QStringLiteral("config.xml");
-const QString defaultConfig = QStringLiteral(":/resources/resources/default-config.xml");
+const QString& dhcpProfile = Change::DHCP;
+const QString& settingsSection = ConfigManager::SETTINGS;
+const QString& configName = ConfigManager::FILE_NAME;
+const QString& defaultConfig = ConfigManager::DEFAULT_RESOURCE;
 
 struct Service
 {
@@ -45,14 +46,16 @@ int badUsage(QTextStream& err, const QString& message)
     return BadUsage;
 }
 
-// The services the window offers, from the same reading and merge, in the same order.
-QList<Service> readServices()
+// The services the window offers, from the same reading and merge, in the same order, without the ones
+// the user has forbidden.
+QList<Service> readServices(const QStringList& forbidden)
 {
-    const NetworkManager network;
+    NetworkManager network;
+    network.update();
     QList<Service> services;
-    for (const QString& device : network.getInterfaces()) {
-        services.append({network.getName(device), device, network.getIp4(device), network.getNetmask(device),
-                         network.getRouter(device)});
+    for (const QString& name : network.getServiceNames(forbidden)) {
+        const QString device = network.findDevice(name);
+        services.append({name, device, network.getIp4(device), network.getNetmask(device), network.getRouter(device)});
     }
     return services;
 }
@@ -96,9 +99,9 @@ void printTable(QTextStream& out, QList<QStringList> rows)
     }
 }
 
-int status(const QString& only, bool json, QTextStream& out, QTextStream& err)
+int status(const QString& only, const QStringList& forbidden, bool json, QTextStream& out, QTextStream& err)
 {
-    const QList<Service> services = readServices();
+    const QList<Service> services = readServices(forbidden);
     if (!only.isEmpty() && !serviceNames(services).contains(only)) {
         return badUsage(err, QStringLiteral("no service \"%1\"; the services are: %2")
                                  .arg(only, serviceNames(services).join(QStringLiteral(", "))));
@@ -125,14 +128,14 @@ int status(const QString& only, bool json, QTextStream& out, QTextStream& err)
 
 int profiles(const ConfigManager& store, bool json, QTextStream& out)
 {
-    const QString defaultHost = store.getParameter(settingsSection, QStringLiteral("default_network_id"));
+    const QString defaultHost = store.getParameter(settingsSection, ConfigManager::NETWORK_ID_KEY);
     QList<QStringList> rows{
         {QStringLiteral("PROFILE"), QStringLiteral("NETWORK"), QStringLiteral("MASK"), QStringLiteral("GATEWAY")}};
     QJsonArray array;
     for (const QString& name : store.getProfileEntries()) {
-        const QString network = store.getParameter(name, QStringLiteral("address"));
-        const QString mask = store.getParameter(name, QStringLiteral("mask"));
-        const QString gateway = store.getParameter(name, QStringLiteral("gateway"));
+        const QString network = store.getParameter(name, ConfigManager::ADDRESS_KEY);
+        const QString mask = store.getParameter(name, ConfigManager::MASK_KEY);
+        const QString gateway = store.getParameter(name, ConfigManager::GATEWAY_KEY);
         rows.append({name, network, mask, gateway});
         array.append(QJsonObject{{QStringLiteral("name"), name},
                                  {QStringLiteral("network"), network},
@@ -153,14 +156,12 @@ int profiles(const ConfigManager& store, bool json, QTextStream& out)
 // Exactly the window's Apply for the same choice; every argument is checked before anything changes.
 int apply(const Request& request, const Environment& environment, QTextStream& out, QTextStream& err)
 {
-    QString address;
-    QString mask;
-    QString router;
     const bool dhcp = request.profile == dhcpProfile;
     if (dhcp && (request.withHost || request.withRouter))
         return badUsage(err, QStringLiteral("--host and --router go with a profile, not with DHCP"));
+    const ConfigManager store = readProfiles(environment);
+    Change change = Change::toDhcp(request.service);
     if (!dhcp) {
-        const ConfigManager store = readProfiles(environment);
         const QStringList names = store.getProfileEntries();
         if (!names.contains(request.profile)) {
             return badUsage(err,
@@ -168,41 +169,43 @@ int apply(const Request& request, const Environment& environment, QTextStream& o
                                 .arg(request.profile, (QStringList{dhcpProfile} + names).join(QStringLiteral(", "))));
         }
         const QString hostText =
-            request.withHost ? request.host : store.getParameter(settingsSection, QStringLiteral("default_network_id"));
-        bool isNumber = false;
-        const int host = hostText.toInt(&isNumber);
-        if (!isNumber || host < 1 || host > 254)
-            return badUsage(err, QStringLiteral("host number \"%1\" is not in 1-254").arg(hostText));
-        const QString network = store.getParameter(request.profile, QStringLiteral("address"));
-        address = NetworkManager::hostAddress(network, host);
-        mask = store.getParameter(request.profile, QStringLiteral("mask"));
-        if (request.withRouter) {
-            router = request.router.isEmpty()
-                         ? NetworkManager::proposedRouter(
-                               network, store.getParameter(request.profile, QStringLiteral("gateway")))
-                         : request.router;
-            if (!NetworkManager::isIPv4(router))
-                return badUsage(err, QStringLiteral("router address \"%1\" is malformed").arg(router));
-        }
+            request.withHost ? request.host : store.getParameter(settingsSection, ConfigManager::NETWORK_ID_KEY);
+        static const QRegularExpression number(QStringLiteral("^[0-9]{1,3}$"));
+        if (!number.match(hostText).hasMatch())
+            return badUsage(err, QStringLiteral("host number \"%1\" is not a number from 0 to 255").arg(hostText));
+        const QString network = store.getParameter(request.profile, ConfigManager::ADDRESS_KEY);
+        QString router = request.router;
+        if (request.withRouter && router.isEmpty())
+            router = NetworkManager::proposedRouter(network,
+                                                    store.getParameter(request.profile, ConfigManager::GATEWAY_KEY));
+        const QString problem =
+            Change::toProfile(change, request.service, network,
+                              store.getParameter(request.profile, ConfigManager::MASK_KEY), hostText.toInt(), router);
+        if (!problem.isEmpty())
+            return badUsage(err, problem);
     }
 
-    const QStringList services = serviceNames(readServices());
+    const QStringList forbidden = store.getForbiddenInterfaces();
+    const QStringList services = serviceNames(readServices(forbidden));
     if (!services.contains(request.service)) {
         return badUsage(err, QStringLiteral("no service \"%1\"; the services are: %2")
                                  .arg(request.service, services.join(QStringLiteral(", "))));
     }
-    const QList<QString> result = dhcp ? NetworkManager::setDHCP(request.service)
-                                       : NetworkManager::setManual(request.service, address, mask, router);
-    const QString error = NetworkManager::changeError(result);
-    if (!error.isEmpty()) {
-        err << error.trimmed() << '\n';
+    const ChangeResult result = NetworkManager::apply(change);
+    if (!result.error.isEmpty()) {
+        err << result.error.trimmed() << '\n';
+        if (result.needsAdmin)
+            err << "Run it with sudo.\n";
         return Refused;
     }
-    if (dhcp)
-        out << request.service << ": DHCP\n";
-    else
-        out << request.service << ": " << address << " mask " << mask << ", "
-            << (router.isEmpty() ? QStringLiteral("no router") : QStringLiteral("router ") + router) << '\n';
+    NetworkManager after;
+    after.update();
+    const QString unconfirmed = after.unconfirmed(change);
+    if (!unconfirmed.isEmpty()) {
+        err << "Not confirmed: " << unconfirmed << '\n';
+        return Refused;
+    }
+    out << change.describe() << '\n';
     return Done;
 }
 
@@ -255,8 +258,12 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     if (forApply && command != QLatin1String("apply"))
         return badUsage(err, QStringLiteral("--host and --router go with apply"));
 
+    if (parser.values(hostOption).size() > 1)
+        return badUsage(err, QStringLiteral("--host given more than once"));
+    if (command == QLatin1String("status") && args.size() == 1 && args.at(0).isEmpty())
+        return badUsage(err, QStringLiteral("status takes a service name, not an empty one"));
     if (command == QLatin1String("status") && args.size() <= 1)
-        return status(args.value(0), json, out, err);
+        return status(args.value(0), readProfiles(environment).getForbiddenInterfaces(), json, out, err);
     if (command == QLatin1String("profiles") && args.isEmpty())
         return profiles(readProfiles(environment), json, out);
     if (command == QLatin1String("dhcp") && args.size() == 1)

@@ -11,7 +11,6 @@
 
 namespace {
 
-const QString settingsName = QStringLiteral("settings");
 // Far more than any list of profiles takes (the default is under 1 KB). A bigger config.xml would hold
 // up start-up for seconds and the model would grow with it, so start-up does not read it.
 constexpr qint64 largestFile = 1024 * 1024;
@@ -38,6 +37,15 @@ void writeTextElement(QXmlStreamWriter& writer, const QString& name, const QStri
 } // namespace
 
 const QString ConfigManager::version = QStringLiteral("25.708-1047");
+const QString ConfigManager::FILE_NAME = QStringLiteral("config.xml");
+const QString ConfigManager::DEFAULT_RESOURCE = QStringLiteral(":/resources/resources/default-config.xml");
+const QString ConfigManager::SETTINGS = QStringLiteral("settings");
+const QString ConfigManager::ADDRESS_KEY = QStringLiteral("address");
+const QString ConfigManager::MASK_KEY = QStringLiteral("mask");
+const QString ConfigManager::GATEWAY_KEY = QStringLiteral("gateway");
+const QString ConfigManager::NETWORK_ID_KEY = QStringLiteral("default_network_id");
+const QString ConfigManager::FORBIDDEN_KEY = QStringLiteral("forbidden_interfaces");
+const QString ConfigManager::FORBIDDEN_SEPARATOR = QStringLiteral(", ");
 
 ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile)
     : fileName(fileName), defaultFile(defaultFile)
@@ -166,14 +174,14 @@ void ConfigManager::read(QXmlStreamReader& reader)
             // section has none to land on and is dropped.
             if (!entryNames.isEmpty())
                 entries.insert(entryNames.last(), entry);
-        } else if (reader.name() == settingsName) {
+        } else if (reader.name() == SETTINGS) {
             ProfileEntry entry;
-            entryNames.append(settingsName);
+            entryNames.append(SETTINGS);
             while (reader.readNextStartElement()) {
                 const QString key = reader.name().toString();
                 entry.insert(key, reader.readElementText());
             }
-            entries.insert(settingsName, entry);
+            entries.insert(SETTINGS, entry);
         } else {
             reader.skipCurrentElement();
         }
@@ -187,20 +195,20 @@ void ConfigManager::write(QXmlStreamWriter& writer)
     writer.writeStartDocument();
     writer.writeStartElement(QStringLiteral("root"));
     for (const QString& name : std::as_const(entryNames)) {
-        if (name == settingsName)
+        if (name == SETTINGS)
             continue;
         const ProfileEntry& entry = entries[name];
         writer.writeStartElement(QStringLiteral("config"));
         writeTextElement(writer, QStringLiteral("name"), name);
-        for (const QString& key : {QStringLiteral("address"), QStringLiteral("mask"), QStringLiteral("gateway")}) {
+        for (const QString& key : {ADDRESS_KEY, MASK_KEY, GATEWAY_KEY}) {
             if (entry.contains(key))
                 writeTextElement(writer, key, entry.value(key));
         }
         writer.writeEndElement();
     }
-    const auto settings = entries.constFind(settingsName);
+    const auto settings = entries.constFind(SETTINGS);
     if (settings != entries.cend()) {
-        writer.writeStartElement(settingsName);
+        writer.writeStartElement(SETTINGS);
         for (auto it = settings->cbegin(); it != settings->cend(); ++it)
             writeTextElement(writer, it.key(), it.value());
         writer.writeEndElement();
@@ -213,7 +221,7 @@ QList<QString> ConfigManager::getProfileEntries() const
 {
     QList<QString> names;
     for (const QString& name : entryNames) {
-        if (name != settingsName)
+        if (name != SETTINGS)
             names.append(name);
     }
     return names;
@@ -224,9 +232,19 @@ QString ConfigManager::getParameter(const QString& section, const QString& key) 
     return entries.value(section).value(key);
 }
 
+QStringList ConfigManager::getForbiddenInterfaces() const
+{
+    QStringList names;
+    for (const QString& part : getParameter(SETTINGS, FORBIDDEN_KEY).split(FORBIDDEN_SEPARATOR)) {
+        if (!part.trimmed().isEmpty())
+            names.append(part.trimmed());
+    }
+    return names;
+}
+
 bool ConfigManager::addEntry(const QString& name, const QMap<QString, QString>& entry)
 {
-    if (name.isEmpty() || entries.contains(name) || name == settingsName)
+    if (name.isEmpty() || entries.contains(name) || name == SETTINGS)
         return false;
     entryNames.append(name);
     entries.insert(name, entry);
@@ -235,7 +253,7 @@ bool ConfigManager::addEntry(const QString& name, const QMap<QString, QString>& 
 
 bool ConfigManager::removeEntry(const QString& name)
 {
-    if (entries.isEmpty() || !entries.contains(name) || name == settingsName)
+    if (entries.isEmpty() || !entries.contains(name) || name == SETTINGS)
         return false;
     entryNames.removeAll(name);
     entries.remove(name);
@@ -244,7 +262,7 @@ bool ConfigManager::removeEntry(const QString& name)
 
 bool ConfigManager::updateEntry(const QString& name, const QMap<QString, QString>& entry)
 {
-    if (!entries.contains(name) || name == settingsName)
+    if (!entries.contains(name) || name == SETTINGS)
         return false;
     entries.insert(name, entry);
     return save();
@@ -254,7 +272,7 @@ bool ConfigManager::renameEntry(const QString& oldName, const QString& newName)
 {
     if (entries.isEmpty() || !entries.contains(oldName))
         return false;
-    if (oldName == settingsName || newName == settingsName || newName.isEmpty())
+    if (oldName == SETTINGS || newName == SETTINGS || newName.isEmpty())
         return false;
     if (newName == oldName)
         return true;
@@ -269,10 +287,10 @@ bool ConfigManager::renameEntry(const QString& oldName, const QString& newName)
 
 bool ConfigManager::updateSetting(const QString& key, const QString& value)
 {
-    if (!entries.contains(settingsName)) {
-        entryNames.append(settingsName);
-        entries.insert(settingsName, ProfileEntry());
+    if (!entries.contains(SETTINGS)) {
+        entryNames.append(SETTINGS);
+        entries.insert(SETTINGS, ProfileEntry());
     }
-    entries[settingsName].insert(key, value);
+    entries[SETTINGS].insert(key, value);
     return save();
 }

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QMap>
 #include <QString>
+#include <QStringList>
 
 class QXmlStreamReader;
 class QXmlStreamWriter;
@@ -16,6 +17,18 @@ class ConfigManager
 {
 public:
     static const QString version;
+    // The file in the configuration folder, and the built-in default it starts from.
+    static const QString FILE_NAME;
+    static const QString DEFAULT_RESOURCE;
+    // The settings section's name, a name no profile may take, and the keys of both kinds of section.
+    static const QString SETTINGS;
+    static const QString ADDRESS_KEY;
+    static const QString MASK_KEY;
+    static const QString GATEWAY_KEY;
+    static const QString NETWORK_ID_KEY;
+    static const QString FORBIDDEN_KEY;
+    // The forbidden services' stored list is these names joined by this separator.
+    static const QString FORBIDDEN_SEPARATOR;
 
     ConfigManager(const QString& fileName, const QString& defaultFile);
     // A store tied to no file, filled only by load(): for reading profiles where creating a file is
@@ -34,6 +47,8 @@ public:
 
     QList<QString> getProfileEntries() const;
     QString getParameter(const QString& section, const QString& key) const;
+    // The services the user has forbidden: never offered, never changed.
+    QStringList getForbiddenInterfaces() const;
     bool addEntry(const QString& name, const QMap<QString, QString>& entry);
     bool removeEntry(const QString& name);
     bool updateEntry(const QString& name, const QMap<QString, QString>& entry);

@@ -53,9 +53,9 @@ void ProfileDialog::loadProfileDetails(const QString& name)
 {
     currentProfileName = name;
     ui->lineEditName->setText(name);
-    ui->lineEditAddress->setText(config.getParameter(name, QStringLiteral("address")));
-    ui->lineEditMask->setText(config.getParameter(name, QStringLiteral("mask")));
-    ui->lineEditGateway->setText(config.getParameter(name, QStringLiteral("gateway")));
+    ui->lineEditAddress->setText(config.getParameter(name, ConfigManager::ADDRESS_KEY));
+    ui->lineEditMask->setText(config.getParameter(name, ConfigManager::MASK_KEY));
+    ui->lineEditGateway->setText(config.getParameter(name, ConfigManager::GATEWAY_KEY));
 }
 
 void ProfileDialog::clearDetails()
@@ -124,7 +124,7 @@ bool ProfileDialog::validateFields()
     if (name.isEmpty())
         return fail(tr("Profile name cannot be empty."), ui->lineEditName);
     // "DHCP" is the main window's automatic-addressing choice and "settings" the store's own section.
-    if (name == QLatin1String("DHCP") || name == QLatin1String("settings"))
+    if (name == Change::DHCP || name == ConfigManager::SETTINGS)
         return fail(tr("The name \"%1\" is reserved.").arg(name), ui->lineEditName);
     if (!NetworkManager::isIPv4(address))
         return fail(tr("Invalid IP address."), ui->lineEditAddress);
@@ -143,12 +143,12 @@ void ProfileDialog::onSave()
 
     const QString name = ui->lineEditName->text().trimmed();
     QMap<QString, QString> entry;
-    entry.insert(QStringLiteral("address"), ui->lineEditAddress->text().trimmed());
-    entry.insert(QStringLiteral("mask"), ui->lineEditMask->text().trimmed());
+    entry.insert(ConfigManager::ADDRESS_KEY, ui->lineEditAddress->text().trimmed());
+    entry.insert(ConfigManager::MASK_KEY, ui->lineEditMask->text().trimmed());
     const QString gateway = ui->lineEditGateway->text().trimmed();
     // A profile without a router has no gateway element at all, not an empty one.
     if (!gateway.isEmpty())
-        entry.insert(QStringLiteral("gateway"), gateway);
+        entry.insert(ConfigManager::GATEWAY_KEY, gateway);
 
     if (isNewProfile) {
         if (!config.addEntry(name, entry)) {

@@ -7,11 +7,6 @@
 #include <QStringList>
 
 namespace {
-// The one separator of the stored list, both read and written.
-const QString listSeparator = QStringLiteral(", ");
-const QString settingsSection = QStringLiteral("settings");
-const QString networkIdKey = QStringLiteral("default_network_id");
-const QString forbiddenKey = QStringLiteral("forbidden_interfaces");
 const int fallbackNetworkId = 201;
 } // namespace
 
@@ -36,20 +31,12 @@ SettingsDialog::~SettingsDialog()
 
 void SettingsDialog::loadSettings()
 {
-    const int networkId = config.getParameter(settingsSection, networkIdKey).toInt();
+    const int networkId = config.getParameter(ConfigManager::SETTINGS, ConfigManager::NETWORK_ID_KEY).toInt();
     // A missing or broken value shows the usual host number rather than the spin box's clamped bound.
     ui->spinBoxNetworkId->setValue(networkId >= 1 && networkId <= 254 ? networkId : fallbackNetworkId);
 
     ui->listForbidden->clear();
-    const QString forbidden = config.getParameter(settingsSection, forbiddenKey);
-    if (forbidden.isEmpty())
-        return;
-    const QStringList parts = forbidden.split(listSeparator, Qt::KeepEmptyParts, Qt::CaseSensitive);
-    for (const QString& part : parts) {
-        const QString name = part.trimmed();
-        if (!name.isEmpty())
-            ui->listForbidden->addItem(name);
-    }
+    ui->listForbidden->addItems(config.getForbiddenInterfaces());
 }
 
 void SettingsDialog::onAdd()
@@ -77,8 +64,8 @@ void SettingsDialog::onSave()
         names.append(ui->listForbidden->item(row)->text());
 
     // The list is only written when the network id could be; either way the dialog ends without a word.
-    if (config.updateSetting(networkIdKey, networkId))
-        config.updateSetting(forbiddenKey, names.join(listSeparator));
+    if (config.updateSetting(ConfigManager::NETWORK_ID_KEY, networkId))
+        config.updateSetting(ConfigManager::FORBIDDEN_KEY, names.join(ConfigManager::FORBIDDEN_SEPARATOR));
     close();
 }
 

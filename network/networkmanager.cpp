@@ -4,6 +4,7 @@
 
 #include <QDebug>
 #include <QRegularExpression>
+#include <QStringList>
 
 #include <exception>
 
@@ -17,10 +18,52 @@ const QStringList NetworkManager::IFCONFIG_KEY = {
 const QString NetworkManager::IP_PATTERN =
     QStringLiteral("((25[0-5]|2[0-4][0-9]|[0-1]?[0-9]?[0-9])(\\.(25[0-5]|2[0-4][0-9]|[0-1]?[0-9]?[0-9])){3})");
 
+namespace {
+
+// The elevated change, as fixed AppleScript texts. Every value reaches the script as an argument of
+// osascript and the shell only through "quoted form of", so whatever a service name holds (quotes,
+// backslashes, "$(...)", ";") arrives at networksetup as exactly one argument. Each networksetup prints
+// its refusal on standard output; sent to standard error it becomes osascript's error message, and the
+// exit status tells which step refused: 1 the switch to DHCP, 2 the fixed address after it.
+const QString runHandler = QStringLiteral("on run argv");
+const QString endHandler = QStringLiteral("end run");
+const QString elevatedDhcp = QStringLiteral(
+    "do shell script \"/usr/sbin/networksetup -setdhcp \" & quoted form of item 1 of argv & \" >&2 || exit 1\" "
+    "with administrator privileges");
+const QString elevatedManual = QStringLiteral(
+    "do shell script \"/usr/sbin/networksetup -setdhcp \" & quoted form of item 1 of argv & \" >&2 || exit 1; "
+    "/usr/sbin/networksetup -setmanual \" & quoted form of item 1 of argv & \" \" & quoted form of item 2 of argv "
+    "& \" \" & quoted form of item 3 of argv & \" \" & quoted form of item 4 of argv & \" >&2 || exit 2\" "
+    "with administrator privileges");
+const QString leftOnDhcpStep = QStringLiteral("2");
+
+QString notAnswered(const QString& program, int timeoutMs, const QString& service)
+{
+    return QStringLiteral("%1 did not answer within %2 s: the change of \"%3\" may be incomplete.")
+        .arg(program)
+        .arg(timeoutMs / 1000.0)
+        .arg(service);
+}
+
+QString leftOnDhcp(const QString& refusal, const QString& service)
+{
+    return refusal.trimmed() + QStringLiteral("\n\"%1\" was switched to DHCP first and was left on DHCP.").arg(service);
+}
+
+ChangeResult refusedOrDone(const QList<QString>& output)
+{
+    ChangeResult result;
+    result.output = output;
+    result.error = NetworkManager::changeError(output);
+    result.needsAdmin = result.error.contains(QLatin1String("admin privileges"));
+    return result;
+}
+
+} // namespace
+
 NetworkManager::NetworkManager()
 {
     qDebug() << "NetworkManager version:" << version;
-    update();
 }
 
 void NetworkManager::update()
@@ -29,10 +72,10 @@ void NetworkManager::update()
     interfaces = read();
 }
 
-InterfaceMap NetworkManager::read(const std::atomic<bool>* cancel)
+InterfaceMap NetworkManager::read(const std::atomic<bool>* cancel, int timeoutMs)
 {
-    const InterfaceMap networksetup = getNetworksetup(cancel);
-    const InterfaceMap ifconfig = getIfconfig(cancel);
+    const InterfaceMap networksetup = getNetworksetup(cancel, timeoutMs);
+    const InterfaceMap ifconfig = getIfconfig(cancel, timeoutMs);
     return mergeMap(networksetup, ifconfig);
 }
 
@@ -41,10 +84,10 @@ void NetworkManager::setInterfaces(const InterfaceMap& reading)
     interfaces = reading;
 }
 
-InterfaceMap NetworkManager::getNetworksetup(const std::atomic<bool>* cancel)
+InterfaceMap NetworkManager::getNetworksetup(const std::atomic<bool>* cancel, int timeoutMs)
 {
-    const QList<QString> listing =
-        System::execute(QStringLiteral("networksetup"), {QStringLiteral("-listnetworkserviceorder")}, cancel);
+    const QList<QString> listing = System::execute(QStringLiteral("networksetup"),
+                                                   {QStringLiteral("-listnetworkserviceorder")}, cancel, timeoutMs);
     if (listing.isEmpty() || listing.at(0).isEmpty()) {
         qWarning() << "Erreur : Impossible de récupérer la liste des interfaces réseau.";
         return {};
@@ -55,8 +98,8 @@ InterfaceMap NetworkManager::getNetworksetup(const std::atomic<bool>* cancel)
         QMap<QString, QString> entry;
         entry.insert(QStringLiteral("name"), service.name);
         entry.insert(QStringLiteral("hardware"), service.hardware);
-        const QList<QString> info =
-            System::execute(QStringLiteral("networksetup"), {QStringLiteral("-getinfo"), service.name}, cancel);
+        const QList<QString> info = System::execute(QStringLiteral("networksetup"),
+                                                    {QStringLiteral("-getinfo"), service.name}, cancel, timeoutMs);
         if (!info.isEmpty())
             parseServiceInfo(info.at(0), entry);
         result.insert(service.device, entry);
@@ -103,9 +146,9 @@ void NetworkManager::parseServiceInfo(const QString& info, QMap<QString, QString
     }
 }
 
-InterfaceMap NetworkManager::getIfconfig(const std::atomic<bool>* cancel)
+InterfaceMap NetworkManager::getIfconfig(const std::atomic<bool>* cancel, int timeoutMs)
 {
-    const QList<QString> output = System::execute(QStringLiteral("ifconfig"), {}, cancel);
+    const QList<QString> output = System::execute(QStringLiteral("ifconfig"), {}, cancel, timeoutMs);
     if (output.isEmpty() || output.at(0).isEmpty()) {
         qWarning() << "Erreur : Impossible de récupérer ifconfig.";
         return {};
@@ -195,6 +238,25 @@ QString NetworkManager::getInterfaceByName(const QString& name) const
             return it.key();
     }
     return {};
+}
+
+QString NetworkManager::findDevice(const QString& service) const
+{
+    for (auto it = interfaces.cbegin(); it != interfaces.cend(); ++it) {
+        if (getName(it.key()) == service)
+            return it.key();
+    }
+    return {};
+}
+
+QStringList NetworkManager::getServiceNames(const QStringList& forbidden) const
+{
+    QStringList names;
+    for (const QString& device : getInterfaces()) {
+        if (!forbidden.contains(getName(device)))
+            names.append(getName(device));
+    }
+    return names;
 }
 
 QString NetworkManager::value(const QString& device, const QString& key) const
@@ -293,4 +355,78 @@ QList<QString> NetworkManager::setManual(const QString& service, const QString& 
         qDebug() << "Erreur : " << e.what();
         return {};
     }
+}
+
+ChangeResult NetworkManager::apply(const Change& change, int timeoutMs)
+{
+    const QString program = QStringLiteral("networksetup");
+    const System::Outcome dhcp = System::run(program, {QStringLiteral("-setdhcp"), change.service}, nullptr, timeoutMs);
+    ChangeResult result = refusedOrDone({dhcp.out, dhcp.err});
+    if (!dhcp.started)
+        result.error = QStringLiteral("%1 could not be started: nothing was changed.").arg(program);
+    else if (!dhcp.finished)
+        result.error = notAnswered(program, timeoutMs, change.service);
+    if (change.dhcp || !result.error.isEmpty())
+        return result;
+
+    const System::Outcome manual =
+        System::run(program, {QStringLiteral("-setmanual"), change.service, change.address, change.mask, change.router},
+                    nullptr, timeoutMs);
+    result = refusedOrDone({manual.out, manual.err});
+    if (!manual.finished)
+        result.error = notAnswered(program, timeoutMs, change.service);
+    else if (!result.error.isEmpty() && !result.needsAdmin)
+        result.error = leftOnDhcp(result.error, change.service);
+    return result;
+}
+
+ChangeResult NetworkManager::applyElevated(const Change& change, int timeoutMs)
+{
+    // "--" ends osascript's options: a service name may start with "-".
+    QStringList arguments{
+        QStringLiteral("-e"), runHandler, QStringLiteral("-e"), change.dhcp ? elevatedDhcp : elevatedManual,
+        QStringLiteral("-e"), endHandler, QStringLiteral("--"), change.service};
+    if (!change.dhcp)
+        arguments << change.address << change.mask << change.router;
+    const QString program = QStringLiteral("osascript");
+    const System::Outcome outcome = System::run(program, arguments, nullptr, timeoutMs);
+
+    ChangeResult result;
+    result.output = {outcome.out, outcome.err};
+    result.elevated = true;
+    // An unanswered prompt counts as dismissed; the number of "User canceled." is the same in every language.
+    if (!outcome.finished || outcome.err.contains(QLatin1String("(-128)"))) {
+        result.cancelled = true;
+        return result;
+    }
+    if (!outcome.started) {
+        result.error = QStringLiteral("%1 could not be started: nothing was changed.").arg(program);
+        return result;
+    }
+    if (outcome.exitCode == 0) {
+        result = refusedOrDone(result.output);
+        result.elevated = true;
+        return result;
+    }
+    // "0:123: execution error: <what networksetup printed> (<step>)"; its line feeds come as carriage returns.
+    static const QRegularExpression failure(QStringLiteral("execution error: (.*) \\((-?\\d+)\\)\\s*$"),
+                                            QRegularExpression::DotMatchesEverythingOption);
+    const QRegularExpressionMatch match = failure.match(outcome.err);
+    const QString refusal = match.hasMatch() ? QString(match.captured(1)).replace(QLatin1Char('\r'), QLatin1Char('\n'))
+                                             : outcome.err.trimmed();
+    result.error = refusal.isEmpty() ? QStringLiteral("%1 failed without a message.").arg(program) : refusal;
+    if (match.captured(2) == leftOnDhcpStep)
+        result.error = leftOnDhcp(result.error, change.service);
+    return result;
+}
+
+QString NetworkManager::unconfirmed(const Change& change) const
+{
+    if (change.dhcp)
+        return {};
+    const QString shown = getIp4(findDevice(change.service));
+    if (shown == change.address)
+        return {};
+    return QStringLiteral("\"%1\" was asked for %2 but reports %3.")
+        .arg(change.service, change.address, shown.isEmpty() ? QStringLiteral("no address") : shown);
 }

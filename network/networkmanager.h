@@ -1,5 +1,8 @@
 #pragma once
 
+#include "network/change.h"
+#include "network/system.h"
+
 #include <QList>
 #include <QMap>
 #include <QString>
@@ -18,15 +21,21 @@ public:
     static const QStringList IFCONFIG_KEY;
     static const QString IP_PATTERN;
 
+    // How long the administrator prompt and the change behind it may take: a person types a password.
+    static constexpr int ELEVATED_TIMEOUT_MS = 5 * 60 * 1000;
+
+    // Holds no reading until update() or setInterfaces().
     NetworkManager();
 
     void update();
     // update() in two halves, so that the reading can run on another thread and be handed over.
-    static InterfaceMap read(const std::atomic<bool>* cancel = nullptr);
+    static InterfaceMap read(const std::atomic<bool>* cancel = nullptr, int timeoutMs = System::defaultTimeoutMs);
     void setInterfaces(const InterfaceMap& reading);
 
-    static InterfaceMap getNetworksetup(const std::atomic<bool>* cancel = nullptr);
-    static InterfaceMap getIfconfig(const std::atomic<bool>* cancel = nullptr);
+    static InterfaceMap getNetworksetup(const std::atomic<bool>* cancel = nullptr,
+                                        int timeoutMs = System::defaultTimeoutMs);
+    static InterfaceMap getIfconfig(const std::atomic<bool>* cancel = nullptr,
+                                    int timeoutMs = System::defaultTimeoutMs);
     static InterfaceMap mergeMap(const InterfaceMap& networksetup, const InterfaceMap& ifconfig);
 
     // The text parsers behind getNetworksetup() and getIfconfig(), usable on recorded output.
@@ -42,6 +51,10 @@ public:
 
     QList<QString> getInterfaces() const;
     QString getInterfaceByName(const QString& name) const;
+    // The device of the service with exactly this name, or an empty text.
+    QString findDevice(const QString& service) const;
+    // The service names in device order, without those the user has forbidden.
+    QStringList getServiceNames(const QStringList& forbidden = {}) const;
     QString getName(const QString& device) const;
     QString getIp4(const QString& device) const;
     QString getNetmask(const QString& device) const;
@@ -62,6 +75,15 @@ public:
     static QList<QString> setDHCP(const QString& service);
     static QList<QString> setManual(const QString& service, const QString& ip, const QString& mask,
                                     const QString& router);
+
+    // Makes a change as the user running us: -setdhcp, then for a fixed address -setmanual, each bounded.
+    static ChangeResult apply(const Change& change, int timeoutMs = System::defaultTimeoutMs);
+    // The same change in one call through the system's administrator prompt (osascript), so that a user
+    // who is not an administrator's shell can still make it; one prompt covers both commands.
+    static ChangeResult applyElevated(const Change& change, int timeoutMs = ELEVATED_TIMEOUT_MS);
+    // After a fixed-address change the system took: empty when this reading shows the address on the
+    // service, else a sentence saying what it shows instead. DHCP is never checked: the server chooses.
+    QString unconfirmed(const Change& change) const;
 
 private:
     QString value(const QString& device, const QString& key) const;

@@ -7,17 +7,27 @@
 
 namespace System {
 
-// Runs a program found through the search path, with no shell, and returns exactly two texts:
-// its standard output and its standard error, decoded as UTF-8. Waits at most 30 s; the exit code
-// is never looked at. With an application object on the calling thread, the application's events
-// (timers, painting) keep being delivered meanwhile, while user input waits until the command ends.
-// On any other thread the call just blocks; setting *cancel from elsewhere ends the command at once
-// (with whatever it printed so far), so a reading nobody waits for any more never holds up a quit.
-QList<QString> execute(const QString& program, const QList<QString>& arguments,
-                       const std::atomic<bool>* cancel = nullptr);
+// How long a command may take before it is given up on.
+constexpr int defaultTimeoutMs = 30000;
 
-// True while execute() waits for a command on the calling thread, so that work started by a timer
-// during the wait can be skipped instead of nesting a second round of commands.
-bool isBusy();
+// What a command printed, decoded as UTF-8, and whether it ended by itself within its bound.
+struct Outcome
+{
+    QString out;
+    QString err;
+    bool started = true;  // false: the program could not be started (not found, not executable)
+    bool finished = true; // false: given up on (bound reached, or cancelled), and killed
+    int exitCode = 0;     // only meaningful when finished
+};
+
+// Runs a program found through the search path, with no shell in between, and waits for it on the
+// calling thread: at most timeoutMs, or until *cancel is set from elsewhere. A command given up on is
+// killed with everything it started, and returns what it printed so far.
+Outcome run(const QString& program, const QList<QString>& arguments, const std::atomic<bool>* cancel = nullptr,
+            int timeoutMs = defaultTimeoutMs);
+
+// run() as two texts, standard output then standard error; the exit code is never looked at.
+QList<QString> execute(const QString& program, const QList<QString>& arguments,
+                       const std::atomic<bool>* cancel = nullptr, int timeoutMs = defaultTimeoutMs);
 
 } // namespace System

@@ -90,9 +90,14 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("unknown profile", {"apply", "Wi-Fi", "Lab"}, 2, "",
         "no profile \"Lab\"; the profiles are: DHCP, LA-Network, Intercom, Management, APIPA-FIX");
     row("unknown service", {"apply", "Wi-Fi 2", "LA-Network"}, 2, "", "no service \"Wi-Fi 2\"; " + services);
-    row("host 0", {"apply", "Wi-Fi", "LA-Network", "--host", "0"}, 2, "", "host number \"0\" is not in 1-254");
-    row("host 255", {"apply", "Wi-Fi", "LA-Network", "--host", "255"}, 2, "", "host number \"255\" is not in 1-254");
-    row("host not a number", {"apply", "Wi-Fi", "LA-Network", "--host", "1x"}, 2, "", "\"1x\" is not in 1-254");
+    row("host not a number", {"apply", "Wi-Fi", "LA-Network", "--host", "1x"}, 2, "", "\"1x\" is not a number");
+    row("host with a blank", {"apply", "Wi-Fi", "LA-Network", "--host", " 42"}, 2, "", "\" 42\" is not a number");
+    row("host given twice", {"apply", "Wi-Fi", "LA-Network", "--host", "42", "--host", "43"}, 2, "",
+        "--host given more than once");
+    row("status of an empty name", {"status", ""}, 2, "", "not an empty one");
+    row("router in plain dotted decimal", {"apply", "Wi-Fi", "LA-Network", "--router", "010.1.01.1"}, 0,
+        "Wi-Fi: 192.168.1.201 mask 255.255.255.0, router 10.1.1.1\n", "",
+        {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|192.168.1.201|255.255.255.0|10.1.1.1"});
     row("malformed router", {"apply", "Wi-Fi", "LA-Network", "--router", "192.168.1.256"}, 2, "",
         "router address \"192.168.1.256\" is malformed");
     row("router address without --router", {"apply", "Wi-Fi", "LA-Network", "10.0.0.1"}, 2, "",
@@ -106,9 +111,15 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("no command", {}, 2, "", "no command; the commands are: status, profiles, apply, dhcp");
 
     const QString adminError = QStringLiteral("** Error: Command requires admin privileges.\n");
-    row("refusal on standard error", {"apply", "Wi-Fi", "LA-Network"}, 1, "", adminError, {"-setdhcp|Wi-Fi", laManual},
-        {}, "admin");
+    row("refusal on standard error", {"apply", "Wi-Fi", "LA-Network"}, 1, "", adminError + "Run it with sudo.\n",
+        {"-setdhcp|Wi-Fi"}, {}, "admin");
     row("refusal on standard output", {"dhcp", "Wi-Fi"}, 1, "", adminError, {"-setdhcp|Wi-Fi"}, {}, "admin stdout");
+    row("address refused after the switch to DHCP", {"apply", "Wi-Fi", "LA-Network"}, 1, "",
+        "\"Wi-Fi\" was switched to DHCP first and was left on DHCP.\n", {"-setdhcp|Wi-Fi", laManual}, {}, "invalid");
+    // The machine keeps reporting the old address: the change did not land, whatever the command said.
+    row("a change that did not land", {"apply", "Wi-Fi", "LA-Network"}, 1, "",
+        "Not confirmed: \"Wi-Fi\" was asked for 192.168.1.201 but reports 10.0.0.23.\n", {"-setdhcp|Wi-Fi", laManual},
+        {}, "stuck");
 }
 
 void TestCli::runsCommandAgainstSimulatedMac()
@@ -123,7 +134,10 @@ void TestCli::runsCommandAgainstSimulatedMac()
     QFETCH(uint, euid);
 
     FakeMac mac; // its home folder is root's under sudo
-    mac.setFailure(failure.section(QLatin1Char(' '), 0, 0));
+    if (failure == QLatin1String("stuck"))
+        mac.setReplay(QStringLiteral("getinfo-Wi-Fi"), QStringLiteral("DHCP Configuration\nIP address: 10.0.0.23\n"));
+    else
+        mac.setFailure(failure.section(QLatin1Char(' '), 0, 0));
     mac.setErrorsToStdout(failure.endsWith(QLatin1String("stdout")));
     QTemporaryDir users;
     const QString aliceFile = users.filePath(QStringLiteral("alice/Library/Tarnwick/config.xml"));

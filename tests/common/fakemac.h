@@ -24,6 +24,14 @@ public:
     // "admin", "unknown", "invalid" or "silent"; an empty mode switches failures off.
     void setFailure(const QString& mode) { writeControl(QStringLiteral("fail"), mode.toUtf8(), !mode.isEmpty()); }
     void setDelay(double seconds) { writeControl(QStringLiteral("delay"), QByteArray::number(seconds), seconds > 0); }
+    // "cancel": the administrator prompt is dismissed; empty: it is accepted.
+    void setPrompt(const QString& answer)
+    {
+        writeControl(QStringLiteral("prompt"), answer.toUtf8(), !answer.isEmpty());
+    }
+    // The gate: calls named by `word` (every call when it is empty) wait after being logged, until release().
+    void hold(const QString& word = {}) { writeControl(QStringLiteral("hold"), word.toUtf8()); }
+    void release() { writeControl(QStringLiteral("hold"), QByteArray(), false); }
     void setErrorsToStdout(bool on) { writeControl(QStringLiteral("errors-to-stdout"), QByteArray(), on); }
     // Printed verbatim instead of the simulated output: "listnetworkserviceorder", "ifconfig",
     // or "getinfo-" followed by the service name.

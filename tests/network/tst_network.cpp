@@ -67,7 +67,8 @@ private slots:
             read += flatten(entry, file + ": ");
         }
         read += flatten(NetworkManager::parseIfconfig(ifconfig), "ifconfig: ");
-        const NetworkManager manager;
+        NetworkManager manager;
+        manager.update();
         for (const QStringList& call : mac.calls())
             read.append("call: " + call.join('|'));
         for (const QString& d : manager.getInterfaces())
