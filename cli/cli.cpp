@@ -123,8 +123,10 @@ int status(const QString& only, bool json, QTextStream& out, QTextStream& err)
     return Done;
 }
 
-int profiles(const ConfigManager& store, bool json, QTextStream& out)
+int profiles(const ConfigManager& store, bool json, QTextStream& out, QTextStream& err)
 {
+    if (!store.readCleanly())
+        err << "tarnwick-cli: " << store.readProblem() << '\n';
     const QString defaultHost = store.getParameter(settingsSection, QStringLiteral("default_network_id"));
     QList<QStringList> rows{
         {QStringLiteral("PROFILE"), QStringLiteral("NETWORK"), QStringLiteral("MASK"), QStringLiteral("GATEWAY")}};
@@ -258,7 +260,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     if (command == QLatin1String("status") && args.size() <= 1)
         return status(args.value(0), json, out, err);
     if (command == QLatin1String("profiles") && args.isEmpty())
-        return profiles(readProfiles(environment), json, out);
+        return profiles(readProfiles(environment), json, out, err);
     if (command == QLatin1String("dhcp") && args.size() == 1)
         return apply({args.at(0), dhcpProfile, false, {}, false, {}}, environment, out, err);
     // --router takes no value of its own: the address, when given, is the argument after PROFILE.
