@@ -9,6 +9,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDebug>
+#include <QDir>
 #include <QKeyEvent>
 #include <QKeySequence>
 #include <QLineEdit>
@@ -134,6 +135,16 @@ void MainWindow::showEvent(QShowEvent* event)
     if (!started) {
         started = true;
         runner->read(true);
+        if (!configManager.readCleanly())
+            QMetaObject::invokeMethod(
+                this,
+                [this] {
+                    InfoDialog::warning(this, tr("Profiles not read"),
+                                        configManager.readProblem() +
+                                            tr("\nThe file is left as it is, and a copy of it will be kept beside "
+                                               "it before anything replaces it."));
+                },
+                Qt::QueuedConnection);
     }
 }
 
@@ -412,7 +423,12 @@ void MainWindow::menu_restore_default_config()
 {
     qDebug() << "QMenuBar -> Restoring default configuration...";
     if (configManager.restoreDefault()) {
-        InfoDialog::information(this, tr("Success"), tr("Default configuration restored"));
+        const QString copy = configManager.lastKeptCopy();
+        InfoDialog::information(this, tr("Success"),
+                                copy.isEmpty() ? tr("Default configuration restored")
+                                               : tr("Default configuration restored. Your previous profiles are "
+                                                    "kept in %1")
+                                                     .arg(QDir::toNativeSeparators(copy)));
         ui_update();
     }
     configManager.print();

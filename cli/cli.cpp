@@ -126,8 +126,10 @@ int status(const QString& only, const QStringList& forbidden, bool json, QTextSt
     return Done;
 }
 
-int profiles(const ConfigManager& store, bool json, QTextStream& out)
+int profiles(const ConfigManager& store, bool json, QTextStream& out, QTextStream& err)
 {
+    if (!store.readCleanly())
+        err << "tarnwick-cli: " << store.readProblem() << '\n';
     const QString defaultHost = store.getParameter(settingsSection, ConfigManager::NETWORK_ID_KEY);
     QList<QStringList> rows{
         {QStringLiteral("PROFILE"), QStringLiteral("NETWORK"), QStringLiteral("MASK"), QStringLiteral("GATEWAY")}};
@@ -265,7 +267,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     if (command == QLatin1String("status") && args.size() <= 1)
         return status(args.value(0), readProfiles(environment).getForbiddenInterfaces(), json, out, err);
     if (command == QLatin1String("profiles") && args.isEmpty())
-        return profiles(readProfiles(environment), json, out);
+        return profiles(readProfiles(environment), json, out, err);
     if (command == QLatin1String("dhcp") && args.size() == 1)
         return apply({args.at(0), dhcpProfile, false, {}, false, {}}, environment, out, err);
     // --router takes no value of its own: the address, when given, is the argument after PROFILE.

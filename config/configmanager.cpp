@@ -1,19 +1,36 @@
 #include "config/configmanager.h"
 
+#include <QDateTime>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QObject>
+#include <QSaveFile>
 #include <QStandardPaths>
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
+
+#include <unistd.h>
 
 namespace {
 
 // Far more than any list of profiles takes (the default is under 1 KB). A bigger config.xml would hold
 // up start-up for seconds and the model would grow with it, so start-up does not read it.
 constexpr qint64 largestFile = 1024 * 1024;
+// Copies kept beside config.xml, "config.xml.<kind>-<local time>"; the newest few of each kind stay.
+const QString unreadableKind = QStringLiteral("unreadable");
+const QString beforeRestoreKind = QStringLiteral("before-restore");
+constexpr qsizetype copiesKept = 5;
+
+bool sameBytes(const QString& one, const QString& other)
+{
+    QFile a(one);
+    QFile b(other);
+    if (a.size() != b.size() || !a.open(QIODevice::ReadOnly) || !b.open(QIODevice::ReadOnly))
+        return false;
+    return a.readAll() == b.readAll();
+}
 
 // The writer's own escaping leaves a carriage return as it is, and reading turns it into a line feed,
 // so a value holding one (read from "&#13;") would change with every save. As a character
@@ -53,14 +70,8 @@ ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile
     qDebug() << "ConfigManager version:" << version;
     // Per user, never the system-wide /Library.
     configDir = configDirIn(QStandardPaths::writableLocation(QStandardPaths::HomeLocation));
-    if (!checkFile())
-        return;
-    const QString path = configDir + fileName;
-    if (QFileInfo(path).size() > largestFile) {
-        qDebug() << "Cannot read file" << QStringLiteral("larger than 1 MB");
-        return;
-    }
-    load(path);
+    if (checkFile())
+        load(configDir + fileName);
 }
 
 QString ConfigManager::configDirIn(const QString& home)
@@ -94,21 +105,48 @@ bool ConfigManager::copyFile(const QString& source, const QString& destination)
 bool ConfigManager::load(const QString& path)
 {
     qDebug() << "Loading configuration file: " << path;
+    const QFileInfo info(path);
+    problem.clear();
+    keepUnreadable = false;
+    // Only a regular file of our own is ever kept as a copy: a pipe or a device is left alone.
+    const auto unreadable = [&](const QString& why) {
+        problem = why;
+        keepUnreadable = info.isFile() && path == configDir + fileName;
+    };
+    const QString notRegular = QObject::tr("The configuration file is not an ordinary file.");
     // Opening a FIFO blocks until something writes to it, and a device may never end: only a regular
     // file is read. A folder is left to QFile, which refuses it with its own reason.
-    const QFileInfo info(path);
     if (info.exists() && !info.isFile() && !info.isDir()) {
         qDebug() << "Cannot read file" << QStringLiteral("not a regular file");
+        unreadable(notRegular);
+        return false;
+    }
+    if (info.isFile() && info.size() > largestFile) {
+        qDebug() << "Cannot read file" << QStringLiteral("larger than 1 MB");
+        unreadable(QObject::tr("The configuration file is larger than 1 MB, far more than any list of profiles."));
         return false;
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         qDebug() << "Cannot read file" << file.errorString();
+        unreadable(info.isDir() ? notRegular
+                                : QObject::tr("The configuration file cannot be opened (%1).").arg(file.errorString()));
         return false;
     }
     QXmlStreamReader reader(&file);
     read(reader);
     file.close();
+    if (reader.error() == QXmlStreamReader::CustomError) {
+        unreadable(QObject::tr("The configuration file holds something other than profiles."));
+    } else if (reader.hasError()) {
+        QString error = reader.errorString();
+        if (error.endsWith(QLatin1Char('.')))
+            error.chop(1);
+        unreadable(QObject::tr("The configuration file is damaged at line %1 (%2); only the profiles before that "
+                               "line were read.")
+                       .arg(reader.lineNumber())
+                       .arg(error));
+    }
     // Only an unreadable file counts as a failure: a wrong or broken document keeps what was read.
     return true;
 }
@@ -116,30 +154,88 @@ bool ConfigManager::load(const QString& path)
 bool ConfigManager::save()
 {
     const QString path = configDir + fileName;
-    // A copy of the compiled-in default is read-only, so the file is replaced rather than overwritten.
-    if (QFile::exists(path))
-        QFile::remove(path);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
-        qDebug() << "Cannot write file" << file.errorString();
+    const QFileInfo existing(path);
+    if (existing.exists() && !existing.isFile()) {
+        qDebug() << "Cannot write file" << QStringLiteral("not a regular file");
         return false;
     }
-    QXmlStreamWriter writer(&file);
-    write(writer);
-    file.close();
+    if (keepUnreadable) {
+        keptCopy = keepCopy(unreadableKind);
+        if (keptCopy.isEmpty()) {
+            qDebug() << "Cannot write file" << QStringLiteral("no copy could be kept of the unreadable file");
+            return false;
+        }
+        keepUnreadable = false;
+    }
+    // A copy of the compiled-in default is read-only, which QSaveFile refuses and would pass on to the
+    // new file: the owner may read and write config.xml, as when the file is made anew.
+    const QFile::Permissions before = existing.permissions();
+    const QFile::Permissions wanted = before | QFile::ReadOwner | QFile::WriteOwner;
+    const bool loosened = existing.exists() && before != wanted && QFile::setPermissions(path, wanted);
+    QSaveFile file(path);
+    // Writing in place is the one way an interrupted save could still leave half a file.
+    file.setDirectWriteFallback(false);
+    bool written = file.open(QIODevice::WriteOnly | QIODevice::Text);
+    if (written) {
+        QXmlStreamWriter writer(&file);
+        write(writer);
+        // Some Qt versions miss a failure of the last write (a full disk) unless it is flushed first.
+        written = !writer.hasError() && file.flush() && file.commit();
+    }
+    if (!written) {
+        qDebug() << "Cannot write file" << file.errorString();
+        if (loosened)
+            QFile::setPermissions(path, before);
+        return false;
+    }
     return true;
 }
 
 bool ConfigManager::restoreDefault()
 {
-    if (!QFile::remove(configDir + fileName))
+    const QString path = configDir + fileName;
+    keptCopy.clear();
+    if (!QFileInfo(path).isFile())
         return false;
+    // A file that could not be read at start-up is kept as such; otherwise as what restore replaced.
+    keptCopy = keepCopy(keepUnreadable ? unreadableKind : beforeRestoreKind);
+    if (keptCopy.isEmpty() || !QFile::remove(path))
+        return false;
+    keepUnreadable = false;
     if (!checkFile())
         return false;
     entryNames.clear();
     entries.clear();
-    load(configDir + fileName);
+    load(path);
     return true;
+}
+
+// Keeps config.xml as it is now beside it, unless a copy of that kind with the same bytes is there
+// already, and then only the newest copies of that kind. Returns the copy's path, empty when none
+// could be made.
+QString ConfigManager::keepCopy(const QString& kind)
+{
+    const QString path = configDir + fileName;
+    const QDir dir(configDir);
+    const QStringList filter{fileName + QLatin1Char('.') + kind + QStringLiteral("-*")};
+    for (const QString& copy : dir.entryList(filter, QDir::Files, QDir::Name)) {
+        if (sameBytes(path, dir.filePath(copy)))
+            return dir.filePath(copy);
+    }
+    // A second copy within the same second takes the next free one rather than overwrite the first.
+    QDateTime stamp = QDateTime::currentDateTime();
+    QString copy;
+    do {
+        copy = dir.filePath(filter.first().chopped(1) + stamp.toString(QStringLiteral("yyyyMMdd-HHmmss")));
+        stamp = stamp.addSecs(1);
+    } while (QFileInfo(copy).exists() || QFileInfo(copy).isSymLink());
+    // A file its owner may not read can still be kept, under a second name that needs no reading.
+    if (!QFile::copy(path, copy) && ::link(QFile::encodeName(path).constData(), QFile::encodeName(copy).constData()))
+        return QString();
+    const QStringList copies = dir.entryList(filter, QDir::Files, QDir::Name);
+    for (qsizetype i = 0; i + copiesKept < copies.size(); ++i)
+        QFile::remove(dir.filePath(copies.at(i)));
+    return copy;
 }
 
 void ConfigManager::print()

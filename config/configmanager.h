@@ -45,6 +45,15 @@ public:
     bool restoreDefault();
     void print();
 
+    // Whether the last load() read its whole file as a configuration. When it did not (the file could not
+    // be opened, is no regular file, is over 1 MB, is broken or holds something else), readProblem() says
+    // why in words for the user; before anything replaces such a regular file, a copy of it is kept.
+    bool readCleanly() const { return problem.isEmpty(); }
+    QString readProblem() const { return problem; }
+    // The full path of the copy that the last restoreDefault() kept of the file it replaced (or that a
+    // save kept of an unreadable file); empty when none was kept.
+    QString lastKeptCopy() const { return keptCopy; }
+
     QList<QString> getProfileEntries() const;
     QString getParameter(const QString& section, const QString& key) const;
     // The services the user has forbidden: never offered, never changed.
@@ -60,9 +69,14 @@ public:
     void write(QXmlStreamWriter& writer);
 
 private:
+    QString keepCopy(const QString& kind);
+
     QString fileName;
     QString defaultFile;
     QString configDir;
     QList<QString> entryNames;
     QMap<QString, ProfileEntry> entries;
+    QString problem;
+    bool keepUnreadable = false; // the file read at start-up is kept as a copy before it is replaced
+    QString keptCopy;
 };

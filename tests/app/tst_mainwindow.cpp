@@ -472,6 +472,25 @@ private slots:
         QCOMPARE(changes(s.mac), "-setdhcp|Wi-Fi ; -setmanual|Wi-Fi|192.168.1." + host + "|255.255.255.0|");
     }
 
+    // A file that could not be read is named at start, and kept as it was when restore default replaces it.
+    void warnsOfAnUnreadableFile()
+    {
+        const QByteArray broken = "<root><config><name>Lab</name><address>10.1.2.0</address>";
+        Session s([&broken](ConfigManager&) {
+            QFile file(QDir::homePath() + "/Library/Tarnwick/config.xml");
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(broken) == broken.size());
+        });
+        QTRY_COMPARE(s.seen.size(), 1);
+        QVERIFY2(s.seen.first().startsWith("NoIcon; Profiles not read; The configuration file is damaged at line 1"),
+                 qPrintable(s.seen.first()));
+        QVERIFY(s.seen.first().endsWith("a copy of it will be kept beside it before anything replaces it."));
+        s.key(Qt::Key_R, Qt::ControlModifier | Qt::ShiftModifier);
+        QTRY_COMPARE(s.seen.size(), 2);
+        const QString copy = s.seen.last().section(" kept in ", 1);
+        QVERIFY2(copy.startsWith(s.path + ".unreadable-"), qPrintable(s.seen.last()));
+        QCOMPARE(StoreSession::read(copy), broken);
+    }
+
     // Each service shows its own device, even when one name begins with another.
     void showsTheServiceOfThatExactName()
     {
@@ -508,15 +527,21 @@ private slots:
         s.key(Qt::Key_R);
         QTRY_COMPARE(s.seen.size(), 1);
         QCOMPARE(s.items("comboBoxInterface"), "Ethernet, Wi-Fi, USB 10/100/1000 LAN, iPhone USB, Lab Dock");
+        const QByteArray before = s.file();
         s.key(Qt::Key_R, Qt::ControlModifier | Qt::ShiftModifier);
         QTRY_COMPARE(s.seen.size(), 2);
         s.idle();
         QCOMPARE(s.items("comboBoxProfil"), "DHCP, LA-Network, Intercom, Management, APIPA-FIX");
         QCOMPARE(s.file(), StoreSession::read(StoreSession::defaultConfig));
+        // The notice names the copy of the file it replaced.
+        const QRegularExpression keptIn("^NoIcon; Success; Default configuration restored. Your previous profiles are "
+                                        "kept in (" +
+                                        QRegularExpression::escape(s.path) + "\\.before-restore-\\d{8}-\\d{6})$");
+        QVERIFY2(keptIn.match(s.seen.value(1)).hasMatch(), qPrintable(s.seen.value(1)));
+        QCOMPARE(StoreSession::read(keptIn.match(s.seen.value(1)).captured(1)), before);
         s.child<QAction>("actionAbout")->trigger();
         QCOMPARE(s.seen,
-                 (QStringList{"NoIcon; Success; Network interface reloaded",
-                              "NoIcon; Success; Default configuration restored",
+                 (QStringList{"NoIcon; Success; Network interface reloaded", s.seen.value(1),
                               "NoIcon; About; <h3>About Tarnwick</h3>; <p>Author : Tarnwick Developers</p><p>Mail : "
                               "<a href=\"mailto:tarnwick@example.org\">tarnwick@example.org</a></p><p>Version : "
                               "0.8.3 (Build on " +

@@ -22,7 +22,7 @@ Management  192.168.0.0  255.255.254.0  192.168.0.1
 APIPA-FIX   169.254.0.0  255.255.0.0    -
 Default host number: 201
 )");
-// Under sudo, "alice" has profiles of her own and "bob" has none.
+// Under sudo, "alice" has profiles of her own, "bob" has none and "carol" has a file cut short.
 const QByteArray aliceConfig = "<root><config><name>Lab</name><address>10.1.2.0</address><mask>255.255.255.0</mask>"
                                "</config><settings><default_network_id>7</default_network_id></settings></root>";
 const QString services = QStringLiteral("the services are: Ethernet, Wi-Fi, USB 10/100/1000 LAN, iPhone USB");
@@ -69,6 +69,9 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
         "", {}, "alice");
     row("SUDO_USER of an ordinary user is not sudo", {"profiles"}, 0, defaultProfiles, "", {}, "alice", {}, 501);
     row("sudo without a profiles file reads the default in place", {"profiles"}, 0, defaultProfiles, "", {}, "bob");
+    row("a file cut short is read as far as it goes, and the user told", {"profiles"}, 0,
+        "PROFILE  NETWORK   MASK           GATEWAY\nLab      10.1.2.0  255.255.255.0  -\nDefault host number: \n",
+        "tarnwick-cli: The configuration file is damaged at line 1 (Premature end of document)", {}, "carol");
 
     row("apply with the default host and no router", {"apply", "Wi-Fi", "LA-Network"}, 0,
         "Wi-Fi: 192.168.1.201 mask 255.255.255.0, no router\n", "", {"-setdhcp|Wi-Fi", laManual});
@@ -140,11 +143,14 @@ void TestCli::runsCommandAgainstSimulatedMac()
         mac.setFailure(failure.section(QLatin1Char(' '), 0, 0));
     mac.setErrorsToStdout(failure.endsWith(QLatin1String("stdout")));
     QTemporaryDir users;
-    const QString aliceFile = users.filePath(QStringLiteral("alice/Library/Tarnwick/config.xml"));
-    QVERIFY(QDir().mkpath(QFileInfo(aliceFile).path()) && QDir().mkpath(users.filePath(QStringLiteral("bob"))));
-    QFile file(aliceFile);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(aliceConfig) == aliceConfig.size());
-    file.close();
+    QVERIFY(QDir().mkpath(users.filePath(QStringLiteral("bob"))));
+    for (const QString& user : {QStringLiteral("alice"), QStringLiteral("carol")}) {
+        const QByteArray bytes =
+            user == QLatin1String("alice") ? aliceConfig : aliceConfig.left(aliceConfig.indexOf("</config>"));
+        QFile file(users.filePath(user + QStringLiteral("/Library/Tarnwick/config.xml")));
+        QVERIFY(QDir().mkpath(QFileInfo(file).path()) && file.open(QIODevice::WriteOnly) &&
+                file.write(bytes) == bytes.size());
+    }
     const Cli::Environment environment{euid, sudoUser, [&users](const QString& user) { return users.filePath(user); }};
 
     QString output;
