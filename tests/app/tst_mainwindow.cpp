@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "network/system.h"
+#include "tests/common/boxanswerer.h"
 #include "tests/common/session.h"
 
 #include <QtWidgets>
