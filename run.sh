@@ -20,7 +20,8 @@ if [ "$(uname -s)" != Darwin ] && [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPL
     TARNWICK_EXTRA_PACKAGES="xvfb x11-utils imagemagick fonts-dejavu-core"
 fi
 tarnwick_setup
-tarnwick_build Tarnwick
+# tarnwick-cli too: the README's terminal session runs it from build/cli.
+tarnwick_build Tarnwick tarnwick-cli
 
 if [ "$(uname -s)" = Darwin ]; then
     exec "$top/build/app/Tarnwick.app/Contents/MacOS/Tarnwick" "$@"

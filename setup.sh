@@ -36,8 +36,11 @@ tarnwick_setup() {
     export JOBS
 }
 
-# tarnwick_build [target]: configures build/ once and builds incrementally (everything by default).
+# tarnwick_build [target...]: configures build/, adding the CMake options in TARNWICK_OPTIONS (they stay in
+# its cache), and builds incrementally (everything by default).
 tarnwick_build() {
-    cmake -S . -B build -DCMAKE_BUILD_TYPE="${BUILD_TYPE:-RelWithDebInfo}" >/dev/null || return 1
-    cmake --build build --parallel "$JOBS" ${1:+--target "$1"}
+    # shellcheck disable=SC2086
+    cmake -S . -B build -DCMAKE_BUILD_TYPE="${BUILD_TYPE:-RelWithDebInfo}" ${TARNWICK_OPTIONS:-} >/dev/null || return 1
+    [ $# -eq 0 ] || set -- --target "$@"
+    cmake --build build --parallel "$JOBS" "$@"
 }

@@ -36,11 +36,11 @@ void runBare(const QList<QStringList>& commands)
 int main(int argc, char* argv[])
 {
     QCoreApplication app(argc, argv);
-    Bench::setDelay(0);
+    Bench::mac().setDelay(0);
     NetworkManager manager; // its first reading also warms the stand-ins up
-    Bench::clearCalls();
+    Bench::mac().clearCalls();
     manager.update();
-    const QList<QStringList> commands = Bench::calls();
+    const QList<QStringList> commands = Bench::mac().calls();
 
     QList<double> update, worker, bare;
     for (int run = 0; run < runs; ++run) {

@@ -48,7 +48,7 @@ int showWindow(int argc, char* argv[])
     if (QByteArray(argv[1]) == "tarnwick") {
         window = std::make_unique<MainWindow>();
     } else {
-        for (const QStringList& command : Bench::calls(QString::fromLocal8Bit(argv[2]))) {
+        for (const QStringList& command : FakeMac::readCalls(QString::fromLocal8Bit(argv[2]))) {
             QProcess process;
             process.start(command.first(), command.mid(1));
             process.waitForFinished();
@@ -93,12 +93,12 @@ int main(int argc, char* argv[])
         return showWindow(argc, argv);
 
     QCoreApplication app(argc, argv);
-    Bench::setDelay(0);
+    Bench::mac().setDelay(0);
     // One start first: it creates the configuration file and tells which commands a start runs. The bare
     // window is timed after all of them, and after only the first reading's.
-    Bench::clearCalls();
+    Bench::mac().clearCalls();
     timeToShown({QStringLiteral("tarnwick")});
-    const QList<QStringList> startCommands = Bench::calls();
+    const QList<QStringList> startCommands = Bench::mac().calls();
     const auto firstIfconfig = std::find_if(startCommands.cbegin(), startCommands.cend(),
                                             [](const QStringList& call) { return call.first() == "ifconfig"; });
     const QList<QStringList> readingCommands(startCommands.cbegin(), firstIfconfig + 1);

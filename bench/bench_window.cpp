@@ -138,12 +138,12 @@ void latency(MainWindow& window)
         into.gap.append(probe.longestGap);
     };
     const auto lastCommandLogged = [] {
-        const QList<QStringList> log = Bench::calls();
+        const QList<QStringList> log = Bench::mac().calls();
         return !log.isEmpty() && log.constLast().value(0) == QLatin1String("ifconfig");
     };
 
     for (int run = 0; run < runs; ++run) {
-        Bench::setDelay(0);
+        Bench::mac().setDelay(0);
         probe.start();
         QTimer::singleShot(postAfterMs, &probe, [&probe] { probe.postClick(); });
         waitFor([&] { return probe.now() > 3000; }, 10000);
@@ -151,8 +151,8 @@ void latency(MainWindow& window)
         sample(idle);
 
         // A background reading: the window's own five-second tick, taken now.
-        Bench::setDelay(commandSeconds);
-        Bench::clearCalls();
+        Bench::mac().setDelay(commandSeconds);
+        Bench::mac().clearCalls();
         probe.start();
         QTimer::singleShot(0, &window, [&window] { QMetaObject::invokeMethod(&window, "onTimerTimeout"); });
         QTimer::singleShot(postAfterMs, &probe, [&probe] { probe.postClick(); });
@@ -168,7 +168,7 @@ void latency(MainWindow& window)
         sample(refresh);
 
         // An Apply started by the user; it returns once its notice is answered and the machine re-read.
-        Bench::clearCalls();
+        Bench::mac().clearCalls();
         probe.start();
         double applyEnd = -1;
         QTimer::singleShot(0, &window, [&] {
@@ -182,7 +182,7 @@ void latency(MainWindow& window)
         apply.notice.append(probe.noticeAt - probe.posted);
         apply.returned.append(applyEnd - probe.posted);
     }
-    Bench::setDelay(0);
+    Bench::mac().setDelay(0);
 
     const double idleLatency = Bench::median(idle.latency);
     const double idleGap = Bench::median(idle.gap);
@@ -209,7 +209,7 @@ void latency(MainWindow& window)
 class ReadingCounter
 {
 public:
-    ReadingCounter() : log(Bench::callLogPath()) {}
+    ReadingCounter() : log(Bench::mac().callLogPath()) {}
 
     int poll()
     {
@@ -240,8 +240,8 @@ void memory(MainWindow& window, int wanted, int seconds)
     }
     if (!refresh)
         qFatal("the window has no five-second refresh timer");
-    Bench::setDelay(0);
-    Bench::clearCalls();
+    Bench::mac().setDelay(0);
+    Bench::mac().clearCalls();
     ReadingCounter counter;
     QElapsedTimer clock;
     clock.start();
@@ -276,7 +276,7 @@ int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    Bench::setDelay(0);
+    Bench::mac().setDelay(0);
     MainWindow window;
     window.show();
     waitFor([&window] { return window.windowHandle() && window.windowHandle()->isExposed(); }, 5000);

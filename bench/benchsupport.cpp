@@ -1,6 +1,5 @@
 #include "bench/benchsupport.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTextStream>
 #include <QtGlobal>
@@ -8,15 +7,6 @@
 #include <algorithm>
 
 namespace {
-
-QString stateFile(const QString& name)
-{
-    const QString state = qEnvironmentVariable("FAKEMAC_STATE");
-    if (state.isEmpty())
-        qFatal("FAKEMAC_STATE is not set: run the benchmarks through bench/run.sh");
-    QDir().mkpath(state);
-    return QDir(state).filePath(name);
-}
 
 void print(const QStringList& fields)
 {
@@ -60,39 +50,13 @@ double median(QList<double> values)
     return values.size() % 2 ? values.at(half) : (values.at(half - 1) + values.at(half)) / 2;
 }
 
-QString callLogPath()
+FakeMac& mac()
 {
-    return stateFile(QStringLiteral("calls.log"));
-}
-
-QList<QStringList> calls(const QString& logPath)
-{
-    QFile log(logPath);
-    QList<QStringList> result;
-    if (!log.open(QIODevice::ReadOnly))
-        return result;
-    for (const QByteArray& line : log.readAll().split('\n')) {
-        if (!line.isEmpty())
-            result.append(QString::fromUtf8(line).split(QLatin1Char('\t')));
-    }
-    return result;
-}
-
-void clearCalls()
-{
-    QFile::remove(callLogPath());
-}
-
-void setDelay(double seconds)
-{
-    QFile file(stateFile(QStringLiteral("delay")));
-    if (seconds <= 0) {
-        file.remove();
-        return;
-    }
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        qFatal("cannot write %s", qPrintable(file.fileName()));
-    file.write(QByteArray::number(seconds) + '\n');
+    const QString state = qEnvironmentVariable("FAKEMAC_STATE");
+    if (state.isEmpty())
+        qFatal("FAKEMAC_STATE is not set: run the benchmarks through bench/run.sh");
+    static FakeMac machine(state);
+    return machine;
 }
 
 qint64 residentKb()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/fakemac/fakemac.h"
+
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -7,7 +9,7 @@
 #include <cmath>
 
 // What every benchmark shares: the rows of the one table bench/run.sh prints, and the simulated Mac
-// named by FAKEMAC_STATE (its call log and its delay), which run.sh sets up.
+// named by FAKEMAC_STATE, which run.sh sets up.
 namespace Bench {
 
 // One row, tab-separated for run.sh to align: what is measured, our figure, its reference, the ratio of
@@ -20,13 +22,8 @@ void note(const QString& text);
 QString ms(double milliseconds);
 double median(QList<double> values);
 
-// The commands the simulated Mac has answered since the log was last cleared: program, then arguments.
-// The log is one command a line, tab-separated; a copy of it can be read the same way.
-QString callLogPath();
-QList<QStringList> calls(const QString& logPath = callLogPath());
-void clearCalls();
-// Every simulated command sleeps this long before it answers; 0 makes them instant.
-void setDelay(double seconds);
+// The machine in FAKEMAC_STATE.
+FakeMac& mac();
 
 // Resident memory of this process in kB (VmRSS), or -1 where /proc is missing.
 qint64 residentKb();

@@ -7,6 +7,7 @@ cd "$(dirname "$0")/.."
 top=$(pwd)
 . ./setup.sh
 tarnwick_setup
+TARNWICK_OPTIONS=-DTARNWICK_BENCHMARKS=ON
 tarnwick_build bench >/dev/null
 
 work=$(mktemp -d)

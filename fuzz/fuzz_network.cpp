@@ -43,8 +43,20 @@ bool dottedQuad(QString text)
 void checkValue(const QString& value)
 {
     require(NetworkManager::isIPv4(value) == dottedQuad(value), "isIPv4 disagrees with a dotted quad");
-    const QString mask = NetworkManager::NetmaskHex2Str(value);
-    require(mask.isEmpty() || mask == value || mask.count(QLatin1Char('.')) <= 3, "netmask with more than four octets");
+}
+
+// ifconfig prints a mask as "0x" and eight hexadecimal digits. The input's first four bytes, written that
+// way in either case, must come back as those four bytes in dotted decimal.
+void checkMask(const uint8_t* data, size_t size)
+{
+    if (size < 5)
+        return;
+    QString hex =
+        QStringLiteral("0x") + QString::fromLatin1(QByteArray(reinterpret_cast<const char*>(data), 4).toHex());
+    if (data[4] & 1)
+        hex = hex.toUpper();
+    const QString expected = QStringLiteral("%1.%2.%3.%4").arg(data[0]).arg(data[1]).arg(data[2]).arg(data[3]);
+    require(NetworkManager::NetmaskHex2Str(hex) == expected, "hexadecimal mask not read as its four bytes");
 }
 
 } // namespace
@@ -70,5 +82,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     for (const QString& value : std::as_const(values))
         checkValue(value);
+    checkMask(data, size);
     return 0;
 }

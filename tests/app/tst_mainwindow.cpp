@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "cli/cli.h"
+#include "tests/common/boxanswerer.h"
 #include "tests/common/session.h"
 
 #include <QtWidgets>
@@ -37,7 +38,7 @@ struct Session : StoreSession, BoxAnswerer
             prepare(store);
         plan = {QMessageBox::Yes, QMessageBox::Yes};
         if (held)
-            mac.hold();
+            mac.setHold();
         window = std::make_unique<MainWindow>();
         runner = window->findChild<CommandRunner*>();
         refresh = window->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
@@ -240,7 +241,7 @@ private slots:
         s.key(Qt::Key_E);
         if (fail == "silent") {
             // The change alone is silent: the reading after it tells the truth.
-            s.mac.hold("-listnetworkserviceorder");
+            s.mac.setHold("-listnetworkserviceorder");
             QTRY_COMPARE(s.count("networksetup\t-listnetworkserviceorder"), 1);
             s.mac.setFailure({});
             s.mac.release();
@@ -563,7 +564,7 @@ private slots:
         Session s;
         s.choose("comboBoxInterface", "Wi-Fi");
         s.choose("comboBoxProfil", "Intercom");
-        s.mac.hold("-setmanual");
+        s.mac.setHold("-setmanual");
         // Ctrl+E from a focused spin box, where some platforms bind the key to "end of line".
         s.key(Qt::Key_E, Qt::ControlModifier, s.child("sb_addr_4"));
         QTRY_COMPARE(s.count("networksetup\t-setmanual\tWi-Fi\t192.168.3.201\t255.255.255.0\t"), 1);
@@ -599,7 +600,7 @@ private slots:
     void dropsAReadingOvertakenByAnApply()
     {
         Session s;
-        s.mac.hold("ifconfig");
+        s.mac.setHold("ifconfig");
         s.refresh->start(1);
         QTRY_COMPARE(s.count("ifconfig"), 1); // it has read Ethernet at 192.168.1.201, and waits
         s.refresh->stop();
@@ -618,7 +619,7 @@ private slots:
         Session s;
         s.runner->setTimeout(1000);
         s.choose("comboBoxProfil", "Intercom");
-        s.mac.hold("-setmanual");
+        s.mac.setHold("-setmanual");
         s.key(Qt::Key_E);
         QTRY_COMPARE_WITH_TIMEOUT(s.seen.size(), 1, 20000);
         QCOMPARE(s.seen.first(), "NoIcon; Error; networksetup did not answer within 1 s: the change of \"Ethernet\" "

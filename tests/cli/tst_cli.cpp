@@ -1,5 +1,5 @@
 #include "cli/cli.h"
-#include "tests/common/fakemac.h"
+#include "tools/fakemac/fakemac.h"
 
 #include <QDir>
 #include <QTemporaryDir>

@@ -1,6 +1,7 @@
 #include "dialogs/profiledialog.h"
 #include "dialogs/settingsdialog.h"
 
+#include "tests/common/boxanswerer.h"
 #include "tests/common/session.h"
 
 #include <QLineEdit>

@@ -1,7 +1,7 @@
 #include "network/networkmanager.h"
 
 #include "network/system.h"
-#include "tests/common/fakemac.h"
+#include "tools/fakemac/fakemac.h"
 
 #include <QDir>
 #include <QRegularExpression>

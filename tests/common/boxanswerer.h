@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QMessageBox>
+#include <QMetaEnum>
+#include <QTimer>
+
+// Answers every message box that opens while it lives, so that no test blocks in a box's exec(): with
+// the planned buttons in turn, then No, else the box's first button. Each box is recorded as
+// "icon; title; text", with "; informative text" when it has one.
+class BoxAnswerer : public QObject
+{
+public:
+    BoxAnswerer()
+    {
+        connect(&poll, &QTimer::timeout, this, [this] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box || !box->isVisible())
+                return;
+            const QString informative = box->informativeText();
+            seen.append(QStringList{QMetaEnum::fromType<QMessageBox::Icon>().valueToKey(box->icon()),
+                                    box->windowTitle(), box->text()}
+                            .join(QLatin1String("; ")) +
+                        (informative.isEmpty() ? QString() : QLatin1String("; ") + informative));
+            QAbstractButton* button = box->button(plan.isEmpty() ? QMessageBox::No : plan.takeFirst());
+            (button ? button : box->buttons().constFirst())->click();
+        });
+        poll.start(5);
+    }
+
+    QList<QMessageBox::StandardButton> plan;
+    QStringList seen;
+
+private:
+    QTimer poll;
+};
