@@ -67,17 +67,18 @@ done
 DISPLAY=":$(cat "$demo/display")"
 export DISPLAY
 
+rm -f "$FAKEMAC_STATE/calls.log"
 QT_QPA_PLATFORM=xcb "$top/build/app/Tarnwick" >"$log" 2>&1 &
 app=$!
-# The window is shown only after its constructor has read the interfaces and the profiles,
-# so once it is mapped it holds the first reading.
+# The window is shown at once and its first reading fills it in: wait for the window, then for the
+# reading's last command, ifconfig, and give the window a moment to show what it read.
 i=0
-until xwininfo -name "$title" 2>/dev/null | grep -q 'IsViewable'; do
+until xwininfo -name "$title" 2>/dev/null | grep -q 'IsViewable' && grep -q '^ifconfig' "$FAKEMAC_STATE/calls.log" 2>/dev/null; do
     i=$((i + 1))
     kill -0 "$app" 2>/dev/null || { echo "Tarnwick ended early; see $log" >&2; exit 1; }
-    [ "$i" -le 600 ] || { echo "No Tarnwick window after 60 s; see $log" >&2; exit 1; }
+    [ "$i" -le 600 ] || { echo "No Tarnwick window with its first reading after 60 s; see $log" >&2; exit 1; }
     sleep 0.1
 done
-sleep 1
+sleep 0.5
 import -window "$title" "$shot"
 echo "$shot"
