@@ -46,14 +46,23 @@ done >"$work/rows"
 echo "Machine: $cpu, $cores cores, Qt $(awk -F '\t' '$1 == "qt" { print $2; exit }' "$work/rows"); load average $load_before before, $(load) after"
 echo
 awk -F '\t' '
-    $1 == "row" { n++; for (i = 2; i <= 6; i++) { cell[n, i] = $i; if (length($i) > w[i]) w[i] = length($i) } }
+    $1 == "row" {
+        n++
+        for (i = 2; i <= 6; i++) { cell[n, i] = $i; if (length($i) > w[i]) w[i] = length($i) }
+        # Rows are listed by their measure number, whichever program printed them, in the order printed.
+        key[n] = match($2, /^[0-9]+/) ? substr($2, 1, RLENGTH) + 0 : 1000000
+        order[n] = n
+        for (j = n; j > 1 && key[order[j - 1]] > key[n]; j--) order[j] = order[j - 1]
+        order[j] = n
+    }
     $1 == "note" { notes = notes "- " $2 "\n" }
     END {
+        order[0] = 0
         split("|measure|Tarnwick|reference|ratio|goal", head, "|")
         for (i = 2; i <= 6; i++) { if (length(head[i]) > w[i]) w[i] = length(head[i]); cell[0, i] = head[i] }
         for (r = 0; r <= n; r++) {
             line = "|"
-            for (i = 2; i <= 6; i++) line = line sprintf(" %-" w[i] "s |", cell[r, i])
+            for (i = 2; i <= 6; i++) line = line sprintf(" %-" w[i] "s |", cell[order[r], i])
             print line
             if (r == 0) {
                 line = "|"
