@@ -596,6 +596,18 @@ private slots:
         QCOMPARE(QApplication::overrideCursor(), nullptr);
     }
 
+    // Quitting cancels a reading at once: the gate never opens and no bound would end it, so only that does.
+    void quitsAtOnceDuringAHungReading()
+    {
+        Session s;
+        s.runner->setTimeout(24 * 3600 * 1000);
+        s.mac.setHold("ifconfig");
+        s.refresh->start(1);
+        QTRY_COMPARE(s.count("ifconfig"), 1);
+        s.window.reset();
+        QCOMPARE(s.count("ifconfig"), 1);
+    }
+
     // A reading that began before an Apply never shows over the Apply's result.
     void dropsAReadingOvertakenByAnApply()
     {
