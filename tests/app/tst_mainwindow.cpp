@@ -602,6 +602,7 @@ private slots:
         Session s;
         s.runner->setTimeout(24 * 3600 * 1000);
         s.mac.setHold("ifconfig");
+        s.mac.clearCalls();
         s.refresh->start(1);
         QTRY_COMPARE(s.count("ifconfig"), 1);
         s.window.reset();
@@ -613,6 +614,7 @@ private slots:
     {
         Session s;
         s.mac.setHold("ifconfig");
+        s.mac.clearCalls();
         s.refresh->start(1);
         QTRY_COMPARE(s.count("ifconfig"), 1); // it has read Ethernet at 192.168.1.201, and waits
         s.refresh->stop();
