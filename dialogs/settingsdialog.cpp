@@ -3,6 +3,7 @@
 
 #include "config/configmanager.h"
 
+#include <QDir>
 #include <QMessageBox>
 #include <QStringList>
 
@@ -76,6 +77,12 @@ void SettingsDialog::onRestore()
         QMessageBox::Yes | QMessageBox::No, QMessageBox::NoButton);
     if (answer != QMessageBox::Yes)
         return;
-    if (config.restoreDefault())
-        loadSettings();
+    if (!config.restoreDefault())
+        return;
+    loadSettings();
+    // Restore replaces every profile: the user learns where the replaced file is kept.
+    if (!config.lastKeptCopy().isEmpty())
+        QMessageBox::information(this, tr("Success"),
+                                 tr("Default configuration restored. Your previous profiles are kept in %1")
+                                     .arg(QDir::toNativeSeparators(config.lastKeptCopy())));
 }

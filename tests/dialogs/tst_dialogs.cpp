@@ -216,8 +216,15 @@ private slots:
         QVERIFY(s.file() == before &&
                 d.child<QSpinBox>("spinBoxNetworkId")->text() + '/' + d.rows("listForbidden").join('|') == "201/Wi-Fi");
         d.press("buttonRestore");
-        QCOMPARE(d.seen, QStringList(2, "Question; Confirm Restore; Restore default configuration?\nThis will reset "
-                                        "all profiles and settings."));
+        const QString question = "Question; Confirm Restore; Restore default configuration?\nThis will reset all "
+                                 "profiles and settings.";
+        const QString kept = d.seen.value(2).section(" kept in ", 1);
+        QCOMPARE(d.seen, (QStringList{question, question,
+                                      "Information; Success; Default configuration restored. Your previous profiles "
+                                      "are kept in " +
+                                          kept}));
+        QVERIFY2(kept.startsWith(s.path + ".before-restore-"), qPrintable(kept));
+        QCOMPARE(StoreSession::read(kept), before);
         QVERIFY(d.dialog.isVisible());
         QCOMPARE(s.file(), StoreSession::read(StoreSession::defaultConfig));
         QCOMPARE(d.child<QSpinBox>("spinBoxNetworkId")->text() + u'/' + d.rows("listForbidden").join(u'|'),
