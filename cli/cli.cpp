@@ -53,9 +53,11 @@ QList<Service> readServices(const QStringList& forbidden)
     NetworkManager network;
     network.update();
     QList<Service> services;
-    for (const QString& name : network.getServiceNames(forbidden)) {
-        const QString device = network.findDevice(name);
-        services.append({name, device, network.getIp4(device), network.getNetmask(device), network.getRouter(device)});
+    for (const QString& device : network.getInterfaces()) {
+        const QString name = network.getName(device);
+        if (!forbidden.contains(name))
+            services.append(
+                {name, device, network.getIp4(device), network.getNetmask(device), network.getRouter(device)});
     }
     return services;
 }

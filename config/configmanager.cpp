@@ -332,8 +332,9 @@ QStringList ConfigManager::getForbiddenInterfaces() const
 {
     QStringList names;
     for (const QString& part : getParameter(SETTINGS, FORBIDDEN_KEY).split(FORBIDDEN_SEPARATOR)) {
-        if (!part.trimmed().isEmpty())
-            names.append(part.trimmed());
+        const QString name = part.trimmed();
+        if (!name.isEmpty())
+            names.append(name);
     }
     return names;
 }

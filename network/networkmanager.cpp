@@ -45,6 +45,11 @@ QString notAnswered(const QString& program, int timeoutMs, const QString& servic
         .arg(service);
 }
 
+QString notStarted(const QString& program)
+{
+    return QStringLiteral("%1 could not be started: nothing was changed.").arg(program);
+}
+
 QString leftOnDhcp(const QString& refusal, const QString& service)
 {
     return refusal.trimmed() + QStringLiteral("\n\"%1\" was switched to DHCP first and was left on DHCP.").arg(service);
@@ -363,7 +368,7 @@ ChangeResult NetworkManager::apply(const Change& change, int timeoutMs)
     const System::Outcome dhcp = System::run(program, {QStringLiteral("-setdhcp"), change.service}, nullptr, timeoutMs);
     ChangeResult result = refusedOrDone({dhcp.out, dhcp.err});
     if (!dhcp.started)
-        result.error = QStringLiteral("%1 could not be started: nothing was changed.").arg(program);
+        result.error = notStarted(program);
     else if (!dhcp.finished)
         result.error = notAnswered(program, timeoutMs, change.service);
     if (change.dhcp || !result.error.isEmpty())
@@ -391,32 +396,26 @@ ChangeResult NetworkManager::applyElevated(const Change& change, int timeoutMs)
     const QString program = QStringLiteral("osascript");
     const System::Outcome outcome = System::run(program, arguments, nullptr, timeoutMs);
 
-    ChangeResult result;
-    result.output = {outcome.out, outcome.err};
+    ChangeResult result = refusedOrDone({outcome.out, outcome.err});
     result.elevated = true;
     // An unanswered prompt counts as dismissed; the number of "User canceled." is the same in every language.
     if (!outcome.finished || outcome.err.contains(QLatin1String("(-128)"))) {
+        result.error.clear();
         result.cancelled = true;
-        return result;
+    } else if (!outcome.started) {
+        result.error = notStarted(program);
+    } else if (outcome.exitCode != 0) {
+        // "0:123: execution error: <what networksetup printed> (<step>)"; its line feeds come as carriage returns.
+        static const QRegularExpression failure(QStringLiteral("execution error: (.*) \\((-?\\d+)\\)\\s*$"),
+                                                QRegularExpression::DotMatchesEverythingOption);
+        const QRegularExpressionMatch match = failure.match(outcome.err);
+        const QString refusal = match.hasMatch()
+                                    ? QString(match.captured(1)).replace(QLatin1Char('\r'), QLatin1Char('\n'))
+                                    : outcome.err.trimmed();
+        result.error = refusal.isEmpty() ? QStringLiteral("%1 failed without a message.").arg(program) : refusal;
+        if (match.captured(2) == leftOnDhcpStep)
+            result.error = leftOnDhcp(result.error, change.service);
     }
-    if (!outcome.started) {
-        result.error = QStringLiteral("%1 could not be started: nothing was changed.").arg(program);
-        return result;
-    }
-    if (outcome.exitCode == 0) {
-        result = refusedOrDone(result.output);
-        result.elevated = true;
-        return result;
-    }
-    // "0:123: execution error: <what networksetup printed> (<step>)"; its line feeds come as carriage returns.
-    static const QRegularExpression failure(QStringLiteral("execution error: (.*) \\((-?\\d+)\\)\\s*$"),
-                                            QRegularExpression::DotMatchesEverythingOption);
-    const QRegularExpressionMatch match = failure.match(outcome.err);
-    const QString refusal = match.hasMatch() ? QString(match.captured(1)).replace(QLatin1Char('\r'), QLatin1Char('\n'))
-                                             : outcome.err.trimmed();
-    result.error = refusal.isEmpty() ? QStringLiteral("%1 failed without a message.").arg(program) : refusal;
-    if (match.captured(2) == leftOnDhcpStep)
-        result.error = leftOnDhcp(result.error, change.service);
     return result;
 }
 
