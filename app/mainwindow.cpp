@@ -17,6 +17,7 @@
 #include <QPixmap>
 #include <QSpinBox>
 #include <QStandardItemModel>
+#include <QStatusBar>
 #include <QStyle>
 #include <QTimer>
 
@@ -27,8 +28,9 @@ const QKeyCombination applyKey(Qt::CTRL | Qt::Key_E);
 } // namespace
 
 MainWindow::MainWindow(QWidget* parent)
-    : QMainWindow(parent), ui(new Ui::MainWindow), timer(nullptr), runner(new CommandRunner(this)),
-      applyAction(new QAction(this)), configManager(ConfigManager::FILE_NAME, ConfigManager::DEFAULT_RESOURCE)
+    : QMainWindow(parent), ui(new Ui::MainWindow), timer(nullptr),
+      switcher(new Switcher(ConfigManager(ConfigManager::FILE_NAME, ConfigManager::DEFAULT_RESOURCE), this)),
+      applyAction(new QAction(this))
 {
     ui_init();
     fillProfiles();
@@ -44,8 +46,8 @@ MainWindow::MainWindow(QWidget* parent)
 
 MainWindow::~MainWindow()
 {
-    // The runner goes first: it cancels a reading at once and lets a change that has begun end.
-    delete runner;
+    // The core goes first: it cancels a reading at once and lets a change that has begun end.
+    delete switcher;
     setBusy(false);
     qDebug() << "Goodbye";
     delete ui;
@@ -55,6 +57,8 @@ void MainWindow::ui_init()
 {
     ui->setupUi(this);
     setWindowTitle(QStringLiteral("Tarnwick") + QLatin1Char(' ') + QStringLiteral(TARNWICK_VERSION));
+    // The status bar says what a change is doing and how it ended; the form's own size stays for the rest.
+    resize(width(), height() + statusBar()->sizeHint().height());
     setFixedSize(size());
 
     lineEditAddr = {ui->lineEdit_addr_1, ui->lineEdit_addr_2, ui->lineEdit_addr_3, ui->lineEdit_addr_4};
@@ -83,7 +87,7 @@ void MainWindow::ui_init()
 
     ui_create_connect();
     ui_create_shortcut();
-    configManager.print();
+    switcher->config().print();
 }
 
 void MainWindow::ui_create_connect()
@@ -99,9 +103,9 @@ void MainWindow::ui_create_connect()
     connect(ui->actionManageProfiles, &QAction::triggered, this, &MainWindow::menu_manage_profiles);
     connect(ui->actionSettings, &QAction::triggered, this, &MainWindow::menu_settings);
     connect(ui->actionAbout, &QAction::triggered, this, &MainWindow::aboutBox);
-    connect(runner, &CommandRunner::readingFinished, this, &MainWindow::showReading);
-    connect(runner, &CommandRunner::changeFinished, this, &MainWindow::changeDone);
-    connect(runner, &CommandRunner::busyChanged, this, &MainWindow::setBusy);
+    connect(switcher, &Switcher::readingFinished, this, &MainWindow::showReading);
+    connect(switcher, &Switcher::changeFinished, this, &MainWindow::changeDone);
+    connect(switcher, &Switcher::busyChanged, this, &MainWindow::setBusy);
 }
 
 void MainWindow::ui_create_shortcut()
@@ -134,13 +138,13 @@ void MainWindow::showEvent(QShowEvent* event)
     QMainWindow::showEvent(event);
     if (!started) {
         started = true;
-        runner->read(true);
-        if (!configManager.readCleanly())
+        switcher->read(true);
+        if (!switcher->config().readCleanly())
             QMetaObject::invokeMethod(
                 this,
                 [this] {
                     InfoDialog::warning(this, tr("Profiles not read"),
-                                        configManager.readProblem() +
+                                        switcher->config().readProblem() +
                                             tr("\nThe file is left as it is, and a copy of it will be kept beside "
                                                "it before anything replaces it."));
                 },
@@ -150,7 +154,7 @@ void MainWindow::showEvent(QShowEvent* event)
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
-    if (runner->isChanging()) {
+    if (switcher->isChanging()) {
         qDebug() << "QMainWindow -> Closing once the change has ended";
         closeWhenChanged = true;
         event->ignore();
@@ -165,22 +169,23 @@ void MainWindow::ui_update(AfterReading after)
     afterReading = after;
     fillProfiles();
     profil_update();
-    runner->read(true);
+    switcher->read(true);
 }
 
 void MainWindow::fillProfiles()
 {
     const QString chosen = ui->comboBoxProfil->currentText();
     ui->comboBoxProfil->clear();
-    ui->comboBoxProfil->addItem(Change::DHCP);
-    ui->comboBoxProfil->addItems(configManager.getProfileEntries());
+    ui->comboBoxProfil->addItems(switcher->profileNames());
     ui->comboBoxProfil->setCurrentIndex(qMax(0, ui->comboBoxProfil->findText(chosen)));
 }
 
 void MainWindow::fillServices()
 {
     const QString chosen = ui->comboBoxInterface->currentText();
-    const QStringList services = networkManager.getServiceNames(configManager.getForbiddenInterfaces());
+    QStringList services;
+    for (const ServiceState& service : switcher->offeredServices())
+        services.append(service.name);
     ui->comboBoxInterface->clear();
     ui->comboBoxInterface->addItems(services);
     ui->comboBoxInterface->setEnabled(!services.isEmpty());
@@ -192,24 +197,36 @@ void MainWindow::fillServices()
     updateApply();
 }
 
-void MainWindow::showReading(const InterfaceMap& reading, bool byUser)
+void MainWindow::showReading(const MachineReading& reading, bool byUser)
 {
-    networkManager.setInterfaces(reading);
-    if (!byUser) {
-        iface_update();
-        return;
-    }
-    if (afterReading != AfterReading::Apply)
+    // The list is filled again by the user's readings, and by any reading after one that found nothing.
+    if (byUser || !ui->comboBoxInterface->isEnabled())
         fillServices();
     iface_update();
     // A notice waits until the job has ended, so that it is not shown under a busy cursor.
-    if (afterReading == AfterReading::Reload)
+    if (byUser && afterReading == AfterReading::Reload)
         QMetaObject::invokeMethod(
-            this, [this] { InfoDialog::information(this, tr("Success"), tr("Network interface reloaded")); },
-            Qt::QueuedConnection);
-    else if (afterReading == AfterReading::Apply)
-        QMetaObject::invokeMethod(this, &MainWindow::reportChange, Qt::QueuedConnection);
+            this, [this, reading] { reportReading(reading); }, Qt::QueuedConnection);
     afterReading = AfterReading::Refill;
+}
+
+void MainWindow::reportReading(const MachineReading& reading)
+{
+    if (!reading.ok()) {
+        InfoDialog::warning(this, tr("Not reloaded"), tr("Nothing could be read: %1.").arg(reading.reading.text()));
+        return;
+    }
+    QStringList unread;
+    for (const ServiceState& service : switcher->offeredServices()) {
+        if (!service.reading.ok())
+            unread.append(tr("%1 (%2)").arg(service.name, service.reading.text()));
+    }
+    if (unread.isEmpty())
+        InfoDialog::information(this, tr("Success"), tr("Network interface reloaded"));
+    else
+        InfoDialog::warning(this, tr("Partly reloaded"),
+                            tr("Network interface reloaded, but not every service could be read: %1.")
+                                .arg(unread.join(QStringLiteral(", "))));
 }
 
 void MainWindow::setBusy(bool on)
@@ -238,11 +255,17 @@ void MainWindow::updateApply()
 
 void MainWindow::iface_update()
 {
-    const QString device = networkManager.findDevice(ui->comboBoxInterface->currentText());
-    ui->iface_label_hardware->setText(device);
-    lineEdit_fill(lineEditAddr, networkManager.getIp4(device));
-    lineEdit_fill(lineEditMask, networkManager.getNetmask(device));
-    lineEdit_fill(lineEditRouter, networkManager.getRouter(device));
+    const MachineReading& reading = switcher->reading();
+    const ServiceState* service = switcher->offered(ui->comboBoxInterface->currentText());
+    const bool read = reading.ok() && service && service->reading.ok();
+    ui->iface_label_hardware->setText(service ? service->device : QString());
+    // A reading that did not answer must not look like a service without an address.
+    ui->iface_label_reading->setText(!reading.ok() ? reading.reading.text()
+                                     : service     ? service->reading.text()
+                                                   : QString());
+    lineEdit_fill(lineEditAddr, read ? service->address.toString() : QString());
+    lineEdit_fill(lineEditMask, read ? service->mask.toString() : QString());
+    lineEdit_fill(lineEditRouter, read ? service->router.toString() : QString());
 }
 
 void MainWindow::profil_update()
@@ -263,14 +286,12 @@ void MainWindow::profil_update()
     }
 
     // Only the host number is the user's to choose; the network part belongs to the profile.
-    const QString address = configManager.getParameter(profile, ConfigManager::ADDRESS_KEY);
-    const int host = configManager.getParameter(ConfigManager::SETTINGS, ConfigManager::NETWORK_ID_KEY).toInt();
-    spinBox_fill(spinBoxAddr, NetworkManager::hostAddress(address, host));
+    const Profile chosen = switcher->profile(profile);
+    spinBox_fill(spinBoxAddr, NetworkManager::hostAddress(chosen.network, switcher->defaultHost()));
     spinBox_enabler(spinBoxAddr, 1);
-    spinBox_fill(spinBoxMask, configManager.getParameter(profile, ConfigManager::MASK_KEY));
+    spinBox_fill(spinBoxMask, chosen.mask);
     spinBox_enabler(spinBoxRouter, 0);
-    const QString gateway = configManager.getParameter(profile, ConfigManager::GATEWAY_KEY);
-    spinBox_fill(spinBoxRouter, NetworkManager::proposedRouter(address, gateway));
+    spinBox_fill(spinBoxRouter, proposedRouter(chosen));
     ui->checkBoxRouter->setEnabled(true);
 }
 
@@ -346,9 +367,9 @@ void MainWindow::onTimerTimeout()
 {
     // A tick while a command the user started runs, or while the last reading still runs, is skipped; the
     // next tick catches up instead.
-    if (runner->isBusy() || runner->isReading())
+    if (switcher->isBusy() || switcher->isReading())
         return;
-    runner->read(false);
+    switcher->read(false);
 }
 
 void MainWindow::exec()
@@ -357,59 +378,55 @@ void MainWindow::exec()
     const QString profile = ui->comboBoxProfil->currentText();
     qDebug() << "EXEC -> Interface:" << service << "/ Settings:" << profile;
 
-    Change change = Change::toDhcp(service);
-    if (profile != Change::DHCP) {
-        const QString router = ui->checkBoxRouter->isChecked() ? getSpinBox(spinBoxRouter) : QString();
-        const QString problem = Change::toProfile(
-            change, service, configManager.getParameter(profile, ConfigManager::ADDRESS_KEY),
-            configManager.getParameter(profile, ConfigManager::MASK_KEY), ui->sb_addr_4->value(), router);
-        if (!problem.isEmpty()) {
-            InfoDialog::warning(this, tr("Error"), problem);
-            ui->comboBoxInterface->setFocus(Qt::OtherFocusReason);
-            return;
-        }
+    const QString router = ui->checkBoxRouter->isChecked() ? getSpinBox(spinBoxRouter) : QString();
+    const ChangeVerdict verdict = switcher->changeFor(service, profile, ui->sb_addr_4->value(), router);
+    if (!verdict.ok()) {
+        InfoDialog::warning(this, tr("Error"), verdict.problem);
+        ui->comboBoxInterface->setFocus(Qt::OtherFocusReason);
+        return;
     }
-    runner->apply(change, elevate);
+    statusBar()->showMessage(tr("Applying %1…").arg(verdict.change.describe()));
+    switcher->apply(verdict.change);
 }
 
-void MainWindow::changeDone(const Change& change, const ChangeResult& result)
+void MainWindow::changeDone(const ChangeReport& report)
 {
-    if (closeWhenChanged) {
-        close();
-        return;
-    }
-    // Refused for want of administrator rights: the same change again through the system's own prompt, and
-    // from now on straight away.
-    if (result.needsAdmin && !result.elevated) {
-        elevate = true;
-        runner->apply(change, true);
-        return;
-    }
-    lastChange = change;
-    lastResult = result;
-    if (result.cancelled) {
-        QMetaObject::invokeMethod(this, &MainWindow::reportChange, Qt::QueuedConnection);
-        return;
-    }
-    // The notice waits for the reading that follows, so that it can say whether the machine shows the change.
-    // The lists and spin boxes stay as the user left them.
-    afterReading = AfterReading::Apply;
-    runner->read(true);
+    // The lists and spin boxes stay as the user left them; the fields show the service as read back.
+    iface_update();
+    statusBar()->showMessage(report.line);
+    // The notice waits until the job has ended, so that it is not shown under a busy cursor.
+    QMetaObject::invokeMethod(
+        this,
+        [this, report] {
+            if (!closeWhenChanged) {
+                reportChange(report);
+                return;
+            }
+            // A close that waited for the change still tells what went wrong before the window goes.
+            if (report.outcome != ChangeReport::Outcome::Applied)
+                reportChange(report);
+            close();
+        },
+        Qt::QueuedConnection);
 }
 
-void MainWindow::reportChange()
+void MainWindow::reportChange(const ChangeReport& report)
 {
-    const QString unconfirmed = networkManager.unconfirmed(lastChange);
-    if (lastResult.cancelled)
-        InfoDialog::warning(
-            this, tr("Not applied"),
-            tr("The administrator password was not given: nothing was changed on \"%1\".").arg(lastChange.service));
-    else if (!lastResult.error.isEmpty())
-        InfoDialog::warning(this, tr("Error"), lastResult.error);
-    else if (!unconfirmed.isEmpty())
-        InfoDialog::warning(this, tr("Not confirmed"), unconfirmed);
-    else
-        InfoDialog::information(this, tr("Success"), tr("It's done!"));
+    switch (report.outcome) {
+    case ChangeReport::Outcome::Applied:
+        InfoDialog::information(this, tr("Success"), report.after.reading.ok() ? tr("It's done!") : report.line);
+        break;
+    case ChangeReport::Outcome::Refused:
+    case ChangeReport::Outcome::Cancelled:
+        InfoDialog::warning(this, tr("Not applied"), report.line);
+        break;
+    case ChangeReport::Outcome::TimedOut:
+        InfoDialog::warning(this, tr("No answer"), report.line);
+        break;
+    case ChangeReport::Outcome::PartlyApplied:
+        InfoDialog::warning(this, tr("Partly applied"), report.line);
+        break;
+    }
     ui->comboBoxInterface->setFocus(Qt::OtherFocusReason);
 }
 
@@ -422,8 +439,8 @@ void MainWindow::menu_reload_data()
 void MainWindow::menu_restore_default_config()
 {
     qDebug() << "QMenuBar -> Restoring default configuration...";
-    if (configManager.restoreDefault()) {
-        const QString copy = configManager.lastKeptCopy();
+    if (switcher->config().restoreDefault()) {
+        const QString copy = switcher->config().lastKeptCopy();
         InfoDialog::information(this, tr("Success"),
                                 copy.isEmpty() ? tr("Default configuration restored")
                                                : tr("Default configuration restored. Your previous profiles are "
@@ -431,14 +448,14 @@ void MainWindow::menu_restore_default_config()
                                                      .arg(QDir::toNativeSeparators(copy)));
         ui_update();
     }
-    configManager.print();
+    switcher->config().print();
 }
 
 // Either dialog may have changed the store, so the window refills its lists whatever the outcome.
 void MainWindow::menu_manage_profiles()
 {
     qDebug() << "QMenuBar -> Managing profiles...";
-    ProfileDialog dialog(configManager, this);
+    ProfileDialog dialog(switcher->config(), this);
     dialog.exec();
     ui_update();
 }
@@ -446,7 +463,7 @@ void MainWindow::menu_manage_profiles()
 void MainWindow::menu_settings()
 {
     qDebug() << "QMenuBar -> Opening settings...";
-    SettingsDialog dialog(configManager, this);
+    SettingsDialog dialog(switcher->config(), this);
     dialog.exec();
     ui_update();
 }

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "config/configmanager.h"
-#include "network/commandrunner.h"
-#include "network/networkmanager.h"
+#include "core/switcher.h"
 
 #include <QList>
 #include <QMainWindow>
@@ -17,8 +15,8 @@ namespace Ui {
 class MainWindow;
 }
 
-// A view of the machine and the profiles: every command runs on the command runner's thread, and the
-// window only starts jobs and shows what they report.
+// A view of the switching core: it shows the machine and the profiles, starts the core's jobs and shows
+// what they report; no command runs on its thread.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -43,7 +41,7 @@ private slots:
 
 private:
     // What the window does once the reading it asked for lands.
-    enum class AfterReading { Refill, Reload, Apply };
+    enum class AfterReading { Refill, Reload };
 
     void ui_init();
     void ui_create_connect();
@@ -51,9 +49,10 @@ private:
     void ui_update(AfterReading after = AfterReading::Refill);
     void fillServices();
     void fillProfiles();
-    void showReading(const InterfaceMap& reading, bool byUser);
-    void changeDone(const Change& change, const ChangeResult& result);
-    void reportChange();
+    void showReading(const MachineReading& reading, bool byUser);
+    void reportReading(const MachineReading& reading);
+    void changeDone(const ChangeReport& report);
+    void reportChange(const ChangeReport& report);
     void setBusy(bool busy);
     void updateApply();
     void iface_update();
@@ -69,10 +68,8 @@ private:
 
     Ui::MainWindow* ui;
     QTimer* timer;
-    CommandRunner* runner;
+    Switcher* switcher;
     QAction* applyAction;
-    NetworkManager networkManager;
-    ConfigManager configManager;
     QList<QLineEdit*> lineEditAddr;
     QList<QLineEdit*> lineEditMask;
     QList<QLineEdit*> lineEditRouter;
@@ -84,8 +81,5 @@ private:
     bool started = false;
     bool busy = false;
     bool closeWhenChanged = false; // a close came during a change: it is carried out when the change ends
-    bool elevate = false;          // a change has needed the administrator prompt: later ones go straight to it
     AfterReading afterReading = AfterReading::Refill;
-    Change lastChange;
-    ChangeResult lastResult;
 };

@@ -1,13 +1,14 @@
 #include "cli/cli.h"
 
-#include "config/configmanager.h"
-#include "network/networkmanager.h"
+#include "core/switcher.h"
 
 #include <QCommandLineParser>
+#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QMutex>
 #include <QRegularExpression>
 #include <QTextStream>
 
@@ -16,28 +17,63 @@ namespace Cli {
 namespace {
 
 const QString& dhcpProfile = Change::DHCP;
-const QString& settingsSection = ConfigManager::SETTINGS;
 const QString& configName = ConfigManager::FILE_NAME;
 const QString& defaultConfig = ConfigManager::DEFAULT_RESOURCE;
 
-struct Service
-{
-    QString name;
-    QString device;
-    QString address;
-    QString mask;
-    QString router;
+// The lower layers log in the words of the window's developers; a terminal user reads English.
+const QList<QPair<QString, QString>> englishLog{
+    {QStringLiteral("Erreur : Impossible de récupérer la liste des interfaces réseau."),
+     QStringLiteral("Error: the list of network services could not be read.")},
+    {QStringLiteral("Erreur : Impossible de récupérer ifconfig."),
+     QStringLiteral("Error: ifconfig could not be read.")},
+    {QStringLiteral("Fichier copié avec succès de"), QStringLiteral("File copied from")},
+    {QStringLiteral("Impossible de copier"), QStringLiteral("Could not copy")},
+    {QStringLiteral("Erreur : "), QStringLiteral("Error: ")},
 };
 
-// What the user asked apply to do, before anything is checked.
-struct Request
+// Where the log goes while run() runs: nowhere, or with --verbose to its error stream. The worker
+// threads of the core may log too, hence the lock.
+QMutex logLock;
+QTextStream* logStream = nullptr;
+
+void logToStream(QtMsgType, const QMessageLogContext&, const QString& message)
 {
-    QString service;
-    QString profile;
-    bool withHost = false; // without: the stored default host number
-    QString host;
-    bool withRouter = false;
-    QString router; // empty with withRouter: the router the window would propose
+    QMutexLocker locker(&logLock);
+    if (!logStream)
+        return;
+    QString text = message;
+    for (const auto& [french, english] : englishLog)
+        text.replace(french, english);
+    *logStream << "tarnwick-cli: log: " << text << '\n';
+    logStream->flush();
+}
+
+class LogScope
+{
+public:
+    LogScope(QTextStream* stream) : previous(qInstallMessageHandler(logToStream))
+    {
+        QMutexLocker locker(&logLock);
+        logStream = stream;
+    }
+    ~LogScope()
+    {
+        qInstallMessageHandler(previous);
+        QMutexLocker locker(&logLock);
+        logStream = nullptr;
+    }
+
+private:
+    QtMessageHandler previous;
+};
+
+struct Context
+{
+    QTextStream& out;
+    QTextStream& err;
+    const Environment& environment;
+    int timeoutMs = System::defaultTimeoutMs;
+    bool askAdmin = false;
 };
 
 int badUsage(QTextStream& err, const QString& message)
@@ -46,41 +82,47 @@ int badUsage(QTextStream& err, const QString& message)
     return BadUsage;
 }
 
-// The services the window offers, from the same reading and merge, in the same order, without the ones
-// the user has forbidden.
-QList<Service> readServices(const QStringList& forbidden)
+int refused(QTextStream& err, const QString& message)
 {
-    NetworkManager network;
-    network.update();
-    QList<Service> services;
-    for (const QString& device : network.getInterfaces()) {
-        const QString name = network.getName(device);
-        if (!forbidden.contains(name))
-            services.append(
-                {name, device, network.getIp4(device), network.getNetmask(device), network.getRouter(device)});
-    }
-    return services;
+    err << "tarnwick-cli: " << message << '\n';
+    return Refused;
 }
 
-QStringList serviceNames(const QList<Service>& services)
-{
-    QStringList names;
-    for (const Service& service : services)
-        names.append(service.name);
-    return names;
-}
-
+// The profiles are read where they are and never created or changed here: under sudo they are the
+// invoking user's (a file made by root would lock the window out of it); without a file, the built-in
+// default is read.
 ConfigManager readProfiles(const Environment& environment)
 {
-    if (environment.euid != 0 || environment.sudoUser.isEmpty())
-        return ConfigManager(configName, defaultConfig);
-    // Under sudo the profiles are the invoking user's, read in place. Nothing is created there: a file
-    // made by root would later be unwritable for the window. Without a file the built-in default is read.
-    const QString home = environment.homeOf ? environment.homeOf(environment.sudoUser) : QString();
+    QString home = QDir::homePath();
+    if (environment.euid == 0 && !environment.sudoUser.isEmpty())
+        home = environment.homeOf ? environment.homeOf(environment.sudoUser) : QString();
     const QString file = ConfigManager::configDirIn(home) + configName;
     ConfigManager profiles;
     profiles.load(!home.isEmpty() && QFile::exists(file) ? file : defaultConfig);
     return profiles;
+}
+
+std::unique_ptr<Switcher> makeSwitcher(const Context& context)
+{
+    auto switcher = std::make_unique<Switcher>(readProfiles(context.environment));
+    switcher->setTimeout(context.timeoutMs);
+    switcher->setPromptTimeout(context.timeoutMs);
+    switcher->setAskAdmin(context.askAdmin);
+    return switcher;
+}
+
+QStringList names(const QList<ServiceState>& services)
+{
+    QStringList result;
+    for (const ServiceState& service : services)
+        result.append(service.name);
+    return result;
+}
+
+QString noService(const QString& name, const QList<ServiceState>& services)
+{
+    return QStringLiteral("no service \"%1\"; the services are: %2")
+        .arg(name, names(services).join(QStringLiteral(", ")));
 }
 
 // Columns padded to their widest cell; an empty cell shows as "-" so that every line splits alike.
@@ -101,38 +143,56 @@ void printTable(QTextStream& out, QList<QStringList> rows)
     }
 }
 
-int status(const QString& only, const QStringList& forbidden, bool json, QTextStream& out, QTextStream& err)
+QString text(const QHostAddress& address)
 {
-    const QList<Service> services = readServices(forbidden);
-    if (!only.isEmpty() && !serviceNames(services).contains(only)) {
-        return badUsage(err, QStringLiteral("no service \"%1\"; the services are: %2")
-                                 .arg(only, serviceNames(services).join(QStringLiteral(", "))));
-    }
-    QList<QStringList> rows{{QStringLiteral("SERVICE"), QStringLiteral("DEVICE"), QStringLiteral("ADDRESS"),
-                             QStringLiteral("MASK"), QStringLiteral("ROUTER")}};
-    QJsonArray array;
-    for (const Service& s : services) {
-        if (!only.isEmpty() && s.name != only)
-            continue;
-        rows.append({s.name, s.device, s.address, s.mask, s.router});
-        array.append(QJsonObject{{QStringLiteral("service"), s.name},
-                                 {QStringLiteral("device"), s.device},
-                                 {QStringLiteral("address"), s.address},
-                                 {QStringLiteral("mask"), s.mask},
-                                 {QStringLiteral("router"), s.router}});
-    }
-    if (json)
-        out << QJsonDocument(array).toJson(QJsonDocument::Compact) << '\n';
-    else
-        printTable(out, rows);
-    return Done;
+    return address.isNull() ? QString() : address.toString();
 }
 
-int profiles(const ConfigManager& store, bool json, QTextStream& out, QTextStream& err)
+int status(const QString& only, bool json, const Context& context)
 {
+    const std::unique_ptr<Switcher> switcher = makeSwitcher(context);
+    const MachineReading& reading = switcher->readNow();
+    if (!reading.ok())
+        return refused(context.err, QStringLiteral("nothing could be read: %1").arg(reading.reading.text(true)));
+    const QList<ServiceState> services = switcher->offeredServices();
+    if (!only.isEmpty() && !switcher->offered(only))
+        return badUsage(context.err, noService(only, services));
+
+    QList<QStringList> rows{{QStringLiteral("SERVICE"), QStringLiteral("DEVICE"), QStringLiteral("METHOD"),
+                             QStringLiteral("ADDRESS"), QStringLiteral("MASK"), QStringLiteral("ROUTER")}};
+    QJsonArray array;
+    int status = Done;
+    for (const ServiceState& s : services) {
+        if (!only.isEmpty() && s.name != only)
+            continue;
+        const bool read = s.reading.ok();
+        rows.append({s.name, s.device, read ? s.methodText() : s.reading.kindText(), text(s.address), text(s.mask),
+                     text(s.router)});
+        array.append(QJsonObject{{QStringLiteral("service"), s.name},
+                                 {QStringLiteral("device"), s.device},
+                                 {QStringLiteral("method"), s.methodText()},
+                                 {QStringLiteral("reading"), s.reading.kindText()},
+                                 {QStringLiteral("address"), text(s.address)},
+                                 {QStringLiteral("mask"), text(s.mask)},
+                                 {QStringLiteral("router"), text(s.router)}});
+        if (!read) {
+            context.err << "tarnwick-cli: " << s.name << " could not be read: " << s.reading.text(true) << '\n';
+            status = Refused;
+        }
+    }
+    if (json)
+        context.out << QJsonDocument(array).toJson(QJsonDocument::Compact) << '\n';
+    else
+        printTable(context.out, rows);
+    return status;
+}
+
+int profiles(bool json, const Context& context)
+{
+    const ConfigManager store = readProfiles(context.environment);
     if (!store.readCleanly())
-        err << "tarnwick-cli: " << store.readProblem() << '\n';
-    const QString defaultHost = store.getParameter(settingsSection, ConfigManager::NETWORK_ID_KEY);
+        context.err << "tarnwick-cli: " << store.readProblem() << '\n';
+    const QString defaultHost = store.getParameter(ConfigManager::SETTINGS, ConfigManager::NETWORK_ID_KEY);
     QList<QStringList> rows{
         {QStringLiteral("PROFILE"), QStringLiteral("NETWORK"), QStringLiteral("MASK"), QStringLiteral("GATEWAY")}};
     QJsonArray array;
@@ -149,68 +209,70 @@ int profiles(const ConfigManager& store, bool json, QTextStream& out, QTextStrea
     if (json) {
         const QJsonObject object{{QStringLiteral("profiles"), array},
                                  {QStringLiteral("defaultHost"), defaultHost.toInt()}};
-        out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+        context.out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
     } else {
-        printTable(out, rows);
-        out << "Default host number: " << defaultHost << '\n';
+        printTable(context.out, rows);
+        context.out << "Default host number: " << defaultHost << '\n';
     }
     return Done;
 }
 
+// What the user asked apply to do, before anything is checked.
+struct Request
+{
+    QString service;
+    QString profile;
+    bool withHost = false; // without: the stored default host number
+    QString host;
+    bool withRouter = false;
+    QString router; // empty with withRouter: the router the window would propose
+};
+
 // Exactly the window's Apply for the same choice; every argument is checked before anything changes.
-int apply(const Request& request, const Environment& environment, QTextStream& out, QTextStream& err)
+int apply(const Request& request, const Context& context)
 {
     const bool dhcp = request.profile == dhcpProfile;
     if (dhcp && (request.withHost || request.withRouter))
-        return badUsage(err, QStringLiteral("--host and --router go with a profile, not with DHCP"));
-    const ConfigManager store = readProfiles(environment);
-    Change change = Change::toDhcp(request.service);
-    if (!dhcp) {
-        const QStringList names = store.getProfileEntries();
-        if (!names.contains(request.profile)) {
-            return badUsage(err,
-                            QStringLiteral("no profile \"%1\"; the profiles are: %2")
-                                .arg(request.profile, (QStringList{dhcpProfile} + names).join(QStringLiteral(", "))));
-        }
-        const QString hostText =
-            request.withHost ? request.host : store.getParameter(settingsSection, ConfigManager::NETWORK_ID_KEY);
-        static const QRegularExpression number(QStringLiteral("^[0-9]{1,3}$"));
-        if (!number.match(hostText).hasMatch())
-            return badUsage(err, QStringLiteral("host number \"%1\" is not a number from 0 to 255").arg(hostText));
-        const QString network = store.getParameter(request.profile, ConfigManager::ADDRESS_KEY);
-        QString router = request.router;
-        if (request.withRouter && router.isEmpty())
-            router = NetworkManager::proposedRouter(network,
-                                                    store.getParameter(request.profile, ConfigManager::GATEWAY_KEY));
-        const QString problem =
-            Change::toProfile(change, request.service, network,
-                              store.getParameter(request.profile, ConfigManager::MASK_KEY), hostText.toInt(), router);
-        if (!problem.isEmpty())
-            return badUsage(err, problem);
+        return badUsage(context.err, QStringLiteral("--host and --router go with a profile, not with DHCP"));
+    static const QRegularExpression number(QStringLiteral("^[0-9]{1,3}$"));
+    if (request.withHost && (!number.match(request.host).hasMatch() || request.host.toInt() > 255)) {
+        return badUsage(context.err,
+                        QStringLiteral("host number \"%1\" is not a number from 0 to 255").arg(request.host));
     }
+    const std::unique_ptr<Switcher> switcher = makeSwitcher(context);
+    if (!switcher->profileNames().contains(request.profile)) {
+        return badUsage(context.err, QStringLiteral("no profile \"%1\"; the profiles are: %2")
+                                         .arg(request.profile, switcher->profileNames().join(QStringLiteral(", "))));
+    }
+    const Profile profile = switcher->profile(request.profile);
+    const int host = request.withHost ? request.host.toInt() : switcher->defaultHost();
+    const QString router = request.withRouter && request.router.isEmpty() ? proposedRouter(profile) : request.router;
+    const ChangeVerdict verdict = switcher->changeFor(request.service, request.profile, host, router);
+    if (!verdict.ok())
+        return badUsage(context.err, verdict.problem);
 
-    const QStringList forbidden = store.getForbiddenInterfaces();
-    const QStringList services = serviceNames(readServices(forbidden));
-    if (!services.contains(request.service)) {
-        return badUsage(err, QStringLiteral("no service \"%1\"; the services are: %2")
-                                 .arg(request.service, services.join(QStringLiteral(", "))));
+    const MachineReading& before = switcher->readNow();
+    if (!before.ok())
+        return refused(context.err, QStringLiteral("nothing could be read: %1").arg(before.reading.text(true)));
+    if (!switcher->offered(request.service))
+        return badUsage(context.err, noService(request.service, switcher->offeredServices()));
+    const ChangeReport report = switcher->applyNow(verdict.change);
+    if (report.outcome == ChangeReport::Outcome::Applied) {
+        context.out << report.line << '\n';
+        return Done;
     }
-    const ChangeResult result = NetworkManager::apply(change);
-    if (!result.error.isEmpty()) {
-        err << result.error.trimmed() << '\n';
-        if (result.needsAdmin)
-            err << "Run it with sudo.\n";
-        return Refused;
-    }
-    NetworkManager after;
-    after.update();
-    const QString unconfirmed = after.unconfirmed(change);
-    if (!unconfirmed.isEmpty()) {
-        err << "Not confirmed: " << unconfirmed << '\n';
-        return Refused;
-    }
-    out << change.describe() << '\n';
-    return Done;
+    context.err << "tarnwick-cli: " << report.outcomeText() << ": " << report.line << '\n';
+    if (report.steps.failure == ChangeResult::Failure::NeedsAdmin)
+        context.err << "Run it with sudo, or with --ask-admin.\n";
+    return Refused;
+}
+
+// Seconds as typed: a positive number, fractions allowed, at most a day.
+int parseTimeout(const QString& text)
+{
+    bool ok = false;
+    const double seconds = text.toDouble(&ok);
+    return ok && seconds > 0 && seconds <= 86400 ? int(seconds * 1000) : 0;
 }
 
 } // namespace
@@ -220,30 +282,43 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Switches a macOS network service between DHCP and a fixed IPv4 address built from a profile.\n\n"
-        "  status [SERVICE]     each service's device, address, mask and router\n"
+        "  status [SERVICE]     each service's device, method, address, mask and router\n"
         "  profiles             the profiles and the default host number\n"
         "  apply SERVICE PROFILE [--host N] [--router [ADDRESS]]\n"
         "                       the profile's network with host number N, and its mask;\n"
         "                       DHCP as PROFILE switches to DHCP\n"
         "  dhcp SERVICE         the same as apply SERVICE DHCP\n\n"
-        "Exit status: 0 done, 1 refused by the system, 2 bad usage (nothing changed)."));
+        "Exit status: 0 done; 1 the system did not do it (refused, cancelled, timed out, partly applied,\n"
+        "a reading that failed); 2 bad usage or bad input (nothing was run or written)."));
     const QCommandLineOption helpOption = parser.addHelpOption();
     const QCommandLineOption versionOption = parser.addVersionOption();
     const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("status, profiles: print JSON."));
-    const QCommandLineOption hostOption(QStringLiteral("host"),
-                                        QStringLiteral("apply: host number N (1-254) as the fourth octet; "
-                                                       "default: the stored default host number."),
-                                        QStringLiteral("N"));
+    const QCommandLineOption hostOption(
+        QStringLiteral("host"),
+        QStringLiteral("apply: host number N (0-255) as the fourth octet, as long as it gives neither the "
+                       "network's own address nor its broadcast address under the profile's mask; "
+                       "default: the stored default host number."),
+        QStringLiteral("N"));
     const QCommandLineOption routerOption(QStringLiteral("router"),
                                           QStringLiteral("apply: set a router, the ADDRESS given after PROFILE or "
                                                          "else the profile's gateway (or its network's host 1)."));
-    parser.addOptions({jsonOption, hostOption, routerOption});
+    const QCommandLineOption timeoutOption(QStringLiteral("timeout"),
+                                           QStringLiteral("how long one command, or the administrator prompt, may "
+                                                          "run before it counts as not answering (default 30)."),
+                                           QStringLiteral("SECONDS"));
+    const QCommandLineOption askAdminOption(QStringLiteral("ask-admin"),
+                                            QStringLiteral("apply, dhcp: when a step is refused for missing rights, "
+                                                           "ask through the administrator prompt."));
+    const QCommandLineOption verboseOption(QStringLiteral("verbose"),
+                                           QStringLiteral("print the log of what is run on standard error."));
+    parser.addOptions({jsonOption, hostOption, routerOption, timeoutOption, askAdminOption, verboseOption});
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("status, profiles, apply or dhcp."));
     parser.addPositionalArgument(QStringLiteral("arguments"), QStringLiteral("SERVICE, PROFILE, ADDRESS."),
                                  QStringLiteral("[arguments...]"));
 
     if (!parser.parse(arguments))
         return badUsage(err, parser.errorText());
+    const LogScope log(parser.isSet(verboseOption) ? &err : nullptr);
     if (parser.isSet(helpOption) || parser.isSet(QStringLiteral("help-all"))) {
         out << parser.helpText();
         return Done;
@@ -252,37 +327,49 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         out << "tarnwick-cli " << TARNWICK_VERSION << '\n';
         return Done;
     }
+    for (const QString& name : parser.optionNames()) {
+        if (parser.optionNames().count(name) > 1)
+            return badUsage(err, QStringLiteral("--%1 given more than once").arg(name));
+    }
 
     QStringList args = parser.positionalArguments();
     const QString command = args.isEmpty() ? QString() : args.takeFirst();
-    const bool json = parser.isSet(jsonOption);
-    if (json && command != QLatin1String("status") && command != QLatin1String("profiles"))
-        return badUsage(err, QStringLiteral("--json goes with status and profiles"));
-    const bool forApply = parser.isSet(hostOption) || parser.isSet(routerOption);
-    if (forApply && command != QLatin1String("apply"))
-        return badUsage(err, QStringLiteral("--host and --router go with apply"));
-
-    if (parser.values(hostOption).size() > 1)
-        return badUsage(err, QStringLiteral("--host given more than once"));
-    if (command == QLatin1String("status") && args.size() == 1 && args.at(0).isEmpty())
-        return badUsage(err, QStringLiteral("status takes a service name, not an empty one"));
-    if (command == QLatin1String("status") && args.size() <= 1)
-        return status(args.value(0), readProfiles(environment).getForbiddenInterfaces(), json, out, err);
-    if (command == QLatin1String("profiles") && args.isEmpty())
-        return profiles(readProfiles(environment), json, out, err);
-    if (command == QLatin1String("dhcp") && args.size() == 1)
-        return apply({args.at(0), dhcpProfile, false, {}, false, {}}, environment, out, err);
-    // --router takes no value of its own: the address, when given, is the argument after PROFILE.
-    if (command == QLatin1String("apply") && (args.size() == 2 || (args.size() == 3 && parser.isSet(routerOption)))) {
-        return apply({args.at(0), args.at(1), parser.isSet(hostOption), parser.value(hostOption),
-                      parser.isSet(routerOption), args.value(2)},
-                     environment, out, err);
-    }
     const QStringList commands{QStringLiteral("status"), QStringLiteral("profiles"), QStringLiteral("apply"),
                                QStringLiteral("dhcp")};
     if (!commands.contains(command)) {
         const QString what = command.isEmpty() ? QStringLiteral("no command") : "unknown command \"" + command + '"';
         return badUsage(err, what + QStringLiteral("; the commands are: ") + commands.join(QStringLiteral(", ")));
+    }
+    const bool json = parser.isSet(jsonOption);
+    if (json && command != QLatin1String("status") && command != QLatin1String("profiles"))
+        return badUsage(err, QStringLiteral("--json goes with status and profiles"));
+    if ((parser.isSet(hostOption) || parser.isSet(routerOption)) && command != QLatin1String("apply"))
+        return badUsage(err, QStringLiteral("--host and --router go with apply"));
+    const bool askAdmin = parser.isSet(askAdminOption);
+    if (askAdmin && command != QLatin1String("apply") && command != QLatin1String("dhcp"))
+        return badUsage(err, QStringLiteral("--ask-admin goes with apply and dhcp"));
+    Context context{out, err, environment, System::defaultTimeoutMs, askAdmin};
+    if (parser.isSet(timeoutOption)) {
+        context.timeoutMs = parseTimeout(parser.value(timeoutOption));
+        if (context.timeoutMs == 0) {
+            return badUsage(err, QStringLiteral("--timeout \"%1\" is not a number of seconds from 0 to 86400")
+                                     .arg(parser.value(timeoutOption)));
+        }
+    }
+
+    if (command == QLatin1String("status") && args.size() == 1 && args.at(0).isEmpty())
+        return badUsage(err, QStringLiteral("status takes a service name, not an empty one"));
+    if (command == QLatin1String("status") && args.size() <= 1)
+        return status(args.value(0), json, context);
+    if (command == QLatin1String("profiles") && args.isEmpty())
+        return profiles(json, context);
+    if (command == QLatin1String("dhcp") && args.size() == 1)
+        return apply({args.at(0), dhcpProfile, false, {}, false, {}}, context);
+    // --router takes no value of its own: the address, when given, is the argument after PROFILE.
+    if (command == QLatin1String("apply") && (args.size() == 2 || (args.size() == 3 && parser.isSet(routerOption)))) {
+        return apply({args.at(0), args.at(1), parser.isSet(hostOption), parser.value(hostOption),
+                      parser.isSet(routerOption), args.value(2)},
+                     context);
     }
     return badUsage(err, QStringLiteral("wrong number of arguments for %1; see --help").arg(command));
 }

@@ -1,7 +1,6 @@
 #include "cli/cli.h"
 
 #include <QCoreApplication>
-#include <QLoggingCategory>
 #include <QTextStream>
 
 #include <pwd.h>
@@ -12,8 +11,6 @@ int main(int argc, char* argv[])
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tarnwick-cli"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TARNWICK_VERSION));
-    // The layers below log their progress for the window's developer; a terminal wants only results.
-    QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
 
     Cli::Environment environment;
     environment.euid = geteuid();

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <QList>
 #include <QString>
 
-// One change of a network service's IPv4 addressing: back to DHCP, or a fixed address. The window and
-// tarnwick-cli build it the same way, so the same choice always runs the same commands.
+// One change of a network service's IPv4 addressing: back to DHCP, or a fixed address, in plain dotted
+// decimal. Only the switching core's rules build one, so the same choice always runs the same commands.
 struct Change
 {
     // The profile name that stands for automatic addressing, first in the window's list.
@@ -18,24 +17,26 @@ struct Change
 
     static Change toDhcp(const QString& service);
 
-    // The fixed address a profile gives a service: the profile's network with the host number as its fourth
-    // octet, the profile's mask, and the router given (empty: none), all in plain dotted decimal. Returns why
-    // such a change cannot be right, before anything runs (a malformed network, mask or router, a host number
-    // that is no octet, the network's own or its broadcast address under the mask), or an empty text when it
-    // can: then `change` holds it.
-    static QString toProfile(Change& change, const QString& service, const QString& network, const QString& mask,
-                             int host, const QString& router);
-
     // One line for a person: "Wi-Fi: DHCP", "Wi-Fi: 192.168.1.42 mask 255.255.255.0, router 192.168.1.1".
     QString describe() const;
 };
 
-// What became of a change.
+// How the commands of a change went; whether the service took it is for a reading afterwards to say.
 struct ChangeResult
 {
-    QList<QString> output{QString(), QString()}; // standard output and error of the last command that ran
-    QString error;                               // empty when the system took the change
-    bool needsAdmin = false;                     // refused because administrator rights are missing
-    bool cancelled = false; // the administrator prompt was dismissed or left unanswered: nothing ran
-    bool elevated = false;  // made through the administrator prompt
+    enum class Failure {
+        None,
+        Refused,    // networksetup said no; `error` holds its words
+        NeedsAdmin, // refused for want of administrator rights
+        Dismissed,  // the administrator prompt was cancelled: nothing ran
+        TimedOut,   // `step` did not answer within `waitedMs`
+        NotStarted, // the program could not be started
+    };
+
+    Failure failure = Failure::None;
+    int failedStep = 0; // 1: the switch to DHCP; 2: the fixed address after it
+    QString step;       // what failed, for a person: "networksetup -setmanual", "the administrator prompt"
+    QString error;
+    int waitedMs = 0;
+    bool elevated = false; // made through the administrator prompt
 };

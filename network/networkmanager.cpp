@@ -6,8 +6,6 @@
 #include <QRegularExpression>
 #include <QStringList>
 
-#include <exception>
-
 const QString NetworkManager::version = QStringLiteral("26.205-1424");
 const QStringList NetworkManager::NETWORKSETUP_FORBIDDEN_INTERFACES = {QStringLiteral("Thunderbolt Bridge"),
                                                                        QStringLiteral("Pont Thunderbolt")};
@@ -27,40 +25,34 @@ namespace {
 // exit status tells which step refused: 1 the switch to DHCP, 2 the fixed address after it.
 const QString runHandler = QStringLiteral("on run argv");
 const QString endHandler = QStringLiteral("end run");
-const QString elevatedDhcp = QStringLiteral(
-    "do shell script \"/usr/sbin/networksetup -setdhcp \" & quoted form of item 1 of argv & \" >&2 || exit 1\" "
-    "with administrator privileges");
-const QString elevatedManual = QStringLiteral(
-    "do shell script \"/usr/sbin/networksetup -setdhcp \" & quoted form of item 1 of argv & \" >&2 || exit 1; "
-    "/usr/sbin/networksetup -setmanual \" & quoted form of item 1 of argv & \" \" & quoted form of item 2 of argv "
-    "& \" \" & quoted form of item 3 of argv & \" \" & quoted form of item 4 of argv & \" >&2 || exit 2\" "
-    "with administrator privileges");
-const QString leftOnDhcpStep = QStringLiteral("2");
+const QString dhcpShell =
+    QStringLiteral("do shell script \"%1 -setdhcp \" & quoted form of item 1 of argv & \" >&2 || exit 1\"");
+const QString manualShell = QStringLiteral(
+    "do shell script \"%1 -setdhcp \" & quoted form of item 1 of argv & \" >&2 || exit 1; "
+    "%1 -setmanual \" & quoted form of item 1 of argv & \" \" & quoted form of item 2 of argv "
+    "& \" \" & quoted form of item 3 of argv & \" \" & quoted form of item 4 of argv & \" >&2 || exit 2\"");
+const QString administratorClause = QStringLiteral(" with administrator privileges");
+const QString networksetupPath = QStringLiteral("/usr/sbin/networksetup");
+const QString networksetup = QStringLiteral("networksetup");
 
-QString notAnswered(const QString& program, int timeoutMs, const QString& service)
-{
-    return QStringLiteral("%1 did not answer within %2 s: the change of \"%3\" may be incomplete.")
-        .arg(program)
-        .arg(timeoutMs / 1000.0)
-        .arg(service);
-}
-
-QString notStarted(const QString& program)
-{
-    return QStringLiteral("%1 could not be started: nothing was changed.").arg(program);
-}
-
-QString leftOnDhcp(const QString& refusal, const QString& service)
-{
-    return refusal.trimmed() + QStringLiteral("\n\"%1\" was switched to DHCP first and was left on DHCP.").arg(service);
-}
-
-ChangeResult refusedOrDone(const QList<QString>& output)
+// How one step's command went, as the first failure of a change.
+ChangeResult judgeStep(const System::Outcome& outcome, const System::Command& command, int step, int timeoutMs)
 {
     ChangeResult result;
-    result.output = output;
-    result.error = NetworkManager::changeError(output);
-    result.needsAdmin = result.error.contains(QLatin1String("admin privileges"));
+    result.failedStep = step;
+    result.step = command.program + QLatin1Char(' ') + command.arguments.constFirst();
+    if (!outcome.started) {
+        result.failure = ChangeResult::Failure::NotStarted;
+    } else if (!outcome.finished) {
+        result.failure = ChangeResult::Failure::TimedOut;
+        result.waitedMs = timeoutMs;
+    } else {
+        result.error = NetworkManager::changeError({outcome.out, outcome.err});
+        if (result.error.isEmpty())
+            return {};
+        result.failure = result.error.contains(QLatin1String("admin privileges")) ? ChangeResult::Failure::NeedsAdmin
+                                                                                  : ChangeResult::Failure::Refused;
+    }
     return result;
 }
 
@@ -69,47 +61,6 @@ ChangeResult refusedOrDone(const QList<QString>& output)
 NetworkManager::NetworkManager()
 {
     qDebug() << "NetworkManager version:" << version;
-}
-
-void NetworkManager::update()
-{
-    interfaces.clear();
-    interfaces = read();
-}
-
-InterfaceMap NetworkManager::read(const std::atomic<bool>* cancel, int timeoutMs)
-{
-    const InterfaceMap networksetup = getNetworksetup(cancel, timeoutMs);
-    const InterfaceMap ifconfig = getIfconfig(cancel, timeoutMs);
-    return mergeMap(networksetup, ifconfig);
-}
-
-void NetworkManager::setInterfaces(const InterfaceMap& reading)
-{
-    interfaces = reading;
-}
-
-InterfaceMap NetworkManager::getNetworksetup(const std::atomic<bool>* cancel, int timeoutMs)
-{
-    const QList<QString> listing = System::execute(QStringLiteral("networksetup"),
-                                                   {QStringLiteral("-listnetworkserviceorder")}, cancel, timeoutMs);
-    if (listing.isEmpty() || listing.at(0).isEmpty()) {
-        qWarning() << "Erreur : Impossible de récupérer la liste des interfaces réseau.";
-        return {};
-    }
-
-    InterfaceMap result;
-    for (const Service& service : parseServiceOrder(listing.at(0))) {
-        QMap<QString, QString> entry;
-        entry.insert(QStringLiteral("name"), service.name);
-        entry.insert(QStringLiteral("hardware"), service.hardware);
-        const QList<QString> info = System::execute(QStringLiteral("networksetup"),
-                                                    {QStringLiteral("-getinfo"), service.name}, cancel, timeoutMs);
-        if (!info.isEmpty())
-            parseServiceInfo(info.at(0), entry);
-        result.insert(service.device, entry);
-    }
-    return result;
 }
 
 QList<NetworkManager::Service> NetworkManager::parseServiceOrder(const QString& listing)
@@ -149,16 +100,6 @@ void NetworkManager::parseServiceInfo(const QString& info, QMap<QString, QString
                 entry.insert(QStringLiteral("Router"), router);
         }
     }
-}
-
-InterfaceMap NetworkManager::getIfconfig(const std::atomic<bool>* cancel, int timeoutMs)
-{
-    const QList<QString> output = System::execute(QStringLiteral("ifconfig"), {}, cancel, timeoutMs);
-    if (output.isEmpty() || output.at(0).isEmpty()) {
-        qWarning() << "Erreur : Impossible de récupérer ifconfig.";
-        return {};
-    }
-    return parseIfconfig(output.at(0));
 }
 
 InterfaceMap NetworkManager::parseIfconfig(const QString& text)
@@ -217,78 +158,6 @@ void NetworkManager::parseIfconfigBlock(const QString& block, QMap<QString, QStr
     }
 }
 
-InterfaceMap NetworkManager::mergeMap(const InterfaceMap& networksetup, const InterfaceMap& ifconfig)
-{
-    InterfaceMap result;
-    for (auto it = networksetup.cbegin(); it != networksetup.cend(); ++it) {
-        const auto found = ifconfig.constFind(it.key());
-        if (found == ifconfig.cend())
-            continue;
-        QMap<QString, QString> entry = found.value();
-        entry.insert(it.value());
-        result.insert(it.key(), entry);
-    }
-    return result;
-}
-
-QList<QString> NetworkManager::getInterfaces() const
-{
-    return interfaces.keys();
-}
-
-QString NetworkManager::getInterfaceByName(const QString& name) const
-{
-    for (auto it = interfaces.cbegin(); it != interfaces.cend(); ++it) {
-        if (getName(it.key()).contains(name))
-            return it.key();
-    }
-    return {};
-}
-
-QString NetworkManager::findDevice(const QString& service) const
-{
-    for (auto it = interfaces.cbegin(); it != interfaces.cend(); ++it) {
-        if (getName(it.key()) == service)
-            return it.key();
-    }
-    return {};
-}
-
-QStringList NetworkManager::getServiceNames(const QStringList& forbidden) const
-{
-    QStringList names;
-    for (const QString& device : getInterfaces()) {
-        if (!forbidden.contains(getName(device)))
-            names.append(getName(device));
-    }
-    return names;
-}
-
-QString NetworkManager::value(const QString& device, const QString& key) const
-{
-    return interfaces.value(device).value(key);
-}
-
-QString NetworkManager::getName(const QString& device) const
-{
-    return value(device, QStringLiteral("name"));
-}
-
-QString NetworkManager::getIp4(const QString& device) const
-{
-    return value(device, QStringLiteral("IP address"));
-}
-
-QString NetworkManager::getNetmask(const QString& device) const
-{
-    return value(device, QStringLiteral("Subnet mask"));
-}
-
-QString NetworkManager::getRouter(const QString& device) const
-{
-    return value(device, QStringLiteral("Router"));
-}
-
 bool NetworkManager::isIPv4(const QString& text)
 {
     static const QRegularExpression expression(QStringLiteral("^%1$").arg(IP_PATTERN));
@@ -339,71 +208,54 @@ QString NetworkManager::changeError(const QList<QString>& result)
     return {};
 }
 
-QList<QString> NetworkManager::setDHCP(const QString& service)
-{
-    try {
-        return System::execute(QStringLiteral("networksetup"), {QStringLiteral("-setdhcp"), service});
-    } catch (const std::exception& e) {
-        qDebug() << "Erreur : " << e.what();
-        return {};
-    }
-}
-
-QList<QString> NetworkManager::setManual(const QString& service, const QString& ip, const QString& mask,
-                                         const QString& router)
-{
-    try {
-        setDHCP(service);
-        return System::execute(QStringLiteral("networksetup"),
-                               {QStringLiteral("-setmanual"), service, ip, mask, router});
-    } catch (const std::exception& e) {
-        qDebug() << "Erreur : " << e.what();
-        return {};
-    }
-}
-
 ChangeResult NetworkManager::apply(const Change& change, int timeoutMs)
 {
-    const QString program = QStringLiteral("networksetup");
-    const System::Outcome dhcp = System::run(program, {QStringLiteral("-setdhcp"), change.service}, nullptr, timeoutMs);
-    ChangeResult result = refusedOrDone({dhcp.out, dhcp.err});
-    if (!dhcp.started)
-        result.error = notStarted(program);
-    else if (!dhcp.finished)
-        result.error = notAnswered(program, timeoutMs, change.service);
-    if (change.dhcp || !result.error.isEmpty())
-        return result;
+    QList<System::Command> steps{{networksetup, {QStringLiteral("-setdhcp"), change.service}}};
+    if (!change.dhcp)
+        steps.append(
+            {networksetup, {QStringLiteral("-setmanual"), change.service, change.address, change.mask, change.router}});
+    for (qsizetype i = 0; i < steps.size(); ++i) {
+        const System::Outcome outcome = System::run(steps[i].program, steps[i].arguments, nullptr, timeoutMs);
+        const ChangeResult result = judgeStep(outcome, steps[i], int(i) + 1, timeoutMs);
+        if (result.failure != ChangeResult::Failure::None)
+            return result;
+    }
+    return {};
+}
 
-    const System::Outcome manual =
-        System::run(program, {QStringLiteral("-setmanual"), change.service, change.address, change.mask, change.router},
-                    nullptr, timeoutMs);
-    result = refusedOrDone({manual.out, manual.err});
-    if (!manual.finished)
-        result.error = notAnswered(program, timeoutMs, change.service);
-    else if (!result.error.isEmpty() && !result.needsAdmin)
-        result.error = leftOnDhcp(result.error, change.service);
-    return result;
+QStringList NetworkManager::elevatedScript(bool dhcp, const QString& tool, bool asAdministrator)
+{
+    const QString shell = (dhcp ? dhcpShell : manualShell).arg(tool);
+    return {QStringLiteral("-e"), runHandler,
+            QStringLiteral("-e"), shell + (asAdministrator ? administratorClause : QString()),
+            QStringLiteral("-e"), endHandler};
 }
 
 ChangeResult NetworkManager::applyElevated(const Change& change, int timeoutMs)
 {
     // "--" ends osascript's options: a service name may start with "-".
-    QStringList arguments{
-        QStringLiteral("-e"), runHandler, QStringLiteral("-e"), change.dhcp ? elevatedDhcp : elevatedManual,
-        QStringLiteral("-e"), endHandler, QStringLiteral("--"), change.service};
+    QStringList arguments = elevatedScript(change.dhcp, networksetupPath) << QStringLiteral("--") << change.service;
     if (!change.dhcp)
         arguments << change.address << change.mask << change.router;
     const QString program = QStringLiteral("osascript");
     const System::Outcome outcome = System::run(program, arguments, nullptr, timeoutMs);
 
-    ChangeResult result = refusedOrDone({outcome.out, outcome.err});
+    ChangeResult result;
     result.elevated = true;
-    // An unanswered prompt counts as dismissed; the number of "User canceled." is the same in every language.
-    if (!outcome.finished || outcome.err.contains(QLatin1String("(-128)"))) {
-        result.error.clear();
-        result.cancelled = true;
-    } else if (!outcome.started) {
-        result.error = notStarted(program);
+    if (!outcome.started) {
+        result.failure = ChangeResult::Failure::NotStarted;
+        result.step = program;
+        result.failedStep = 1;
+    } else if (!outcome.finished) {
+        result.failure = ChangeResult::Failure::TimedOut;
+        result.step = QStringLiteral("the administrator prompt");
+        result.waitedMs = timeoutMs;
+        result.failedStep = 1;
+    } else if (outcome.err.contains(QLatin1String("(-128)"))) {
+        // The number of "User canceled." is the same in every language.
+        result.failure = ChangeResult::Failure::Dismissed;
+        result.step = QStringLiteral("the administrator prompt");
+        result.failedStep = 1;
     } else if (outcome.exitCode != 0) {
         // "0:123: execution error: <what networksetup printed> (<step>)"; its line feeds come as carriage returns.
         static const QRegularExpression failure(QStringLiteral("execution error: (.*) \\((-?\\d+)\\)\\s*$"),
@@ -412,20 +264,11 @@ ChangeResult NetworkManager::applyElevated(const Change& change, int timeoutMs)
         const QString refusal = match.hasMatch()
                                     ? QString(match.captured(1)).replace(QLatin1Char('\r'), QLatin1Char('\n'))
                                     : outcome.err.trimmed();
+        result.failure = ChangeResult::Failure::Refused;
+        result.failedStep = match.captured(2) == QLatin1String("2") ? 2 : 1;
+        result.step = result.failedStep == 2 ? QStringLiteral("networksetup -setmanual")
+                                             : (match.hasMatch() ? QStringLiteral("networksetup -setdhcp") : program);
         result.error = refusal.isEmpty() ? QStringLiteral("%1 failed without a message.").arg(program) : refusal;
-        if (match.captured(2) == leftOnDhcpStep)
-            result.error = leftOnDhcp(result.error, change.service);
     }
     return result;
-}
-
-QString NetworkManager::unconfirmed(const Change& change) const
-{
-    if (change.dhcp)
-        return {};
-    const QString shown = getIp4(findDevice(change.service));
-    if (shown == change.address)
-        return {};
-    return QStringLiteral("\"%1\" was asked for %2 but reports %3.")
-        .arg(change.service, change.address, shown.isEmpty() ? QStringLiteral("no address") : shown);
 }

@@ -8,11 +8,11 @@
 #include <QString>
 #include <QStringList>
 
-#include <atomic>
-
-// BSD device name (en0, en1 ...) to its attributes, as read from networksetup and ifconfig.
+// BSD device name (en0, en1 ...) to its attributes, as ifconfig prints them.
 using InterfaceMap = QMap<QString, QMap<QString, QString>>;
 
+// The text of networksetup and ifconfig, read and written: the parsers work on recorded output as well as
+// on live output, and the change steps run the commands that alter a service.
 class NetworkManager
 {
 public:
@@ -24,41 +24,20 @@ public:
     // How long the administrator prompt and the change behind it may take: a person types a password.
     static constexpr int ELEVATED_TIMEOUT_MS = 5 * 60 * 1000;
 
-    // Holds no reading until update() or setInterfaces().
+    // Logs the version once, for whoever runs the program with its log.
     NetworkManager();
 
-    void update();
-    // update() in two halves, so that the reading can run on another thread and be handed over.
-    static InterfaceMap read(const std::atomic<bool>* cancel = nullptr, int timeoutMs = System::defaultTimeoutMs);
-    void setInterfaces(const InterfaceMap& reading);
-
-    static InterfaceMap getNetworksetup(const std::atomic<bool>* cancel = nullptr,
-                                        int timeoutMs = System::defaultTimeoutMs);
-    static InterfaceMap getIfconfig(const std::atomic<bool>* cancel = nullptr,
-                                    int timeoutMs = System::defaultTimeoutMs);
-    static InterfaceMap mergeMap(const InterfaceMap& networksetup, const InterfaceMap& ifconfig);
-
-    // The text parsers behind getNetworksetup() and getIfconfig(), usable on recorded output.
     struct Service
     {
         QString name;
         QString hardware;
         QString device;
     };
+    // The services of a "-listnetworkserviceorder" listing, in its order.
     static QList<Service> parseServiceOrder(const QString& listing);
+    // The "IP address", "Subnet mask" and "Router" lines of a "-getinfo" answer.
     static void parseServiceInfo(const QString& info, QMap<QString, QString>& entry);
     static InterfaceMap parseIfconfig(const QString& text);
-
-    QList<QString> getInterfaces() const;
-    QString getInterfaceByName(const QString& name) const;
-    // The device of the service with exactly this name, or an empty text.
-    QString findDevice(const QString& service) const;
-    // The service names in device order, without those the user has forbidden.
-    QStringList getServiceNames(const QStringList& forbidden = {}) const;
-    QString getName(const QString& device) const;
-    QString getIp4(const QString& device) const;
-    QString getNetmask(const QString& device) const;
-    QString getRouter(const QString& device) const;
 
     static bool isIPv4(const QString& text);
     static QString NetmaskHex2Str(const QString& hex);
@@ -72,22 +51,17 @@ public:
     // networksetup prints its refusals on standard output and leaves standard error empty.
     static QString changeError(const QList<QString>& result);
 
-    static QList<QString> setDHCP(const QString& service);
-    static QList<QString> setManual(const QString& service, const QString& ip, const QString& mask,
-                                    const QString& router);
-
-    // Makes a change as the user running us: -setdhcp, then for a fixed address -setmanual, each bounded.
+    // Makes a change as the user running us: -setdhcp, then for a fixed address -setmanual, each bounded;
+    // the first step that fails ends it.
     static ChangeResult apply(const Change& change, int timeoutMs = System::defaultTimeoutMs);
     // The same change in one call through the system's administrator prompt (osascript), so that a user
     // who is not an administrator's shell can still make it; one prompt covers both commands.
     static ChangeResult applyElevated(const Change& change, int timeoutMs = ELEVATED_TIMEOUT_MS);
-    // After a fixed-address change the system took: empty when this reading shows the address on the
-    // service, else a sentence saying what it shows instead. DHCP is never checked: the server chooses.
-    QString unconfirmed(const Change& change) const;
+    // osascript's options for that call, before "--" and the values: `tool` stands where networksetup is
+    // run; without `asAdministrator` the shell runs as the user, which is how the quoting can be checked
+    // against the real interpreter without a password.
+    static QStringList elevatedScript(bool dhcp, const QString& tool, bool asAdministrator = true);
 
 private:
-    QString value(const QString& device, const QString& key) const;
     static void parseIfconfigBlock(const QString& block, QMap<QString, QString>& attributes);
-
-    InterfaceMap interfaces;
 };

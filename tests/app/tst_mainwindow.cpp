@@ -40,7 +40,7 @@ struct Session : StoreSession, BoxAnswerer
         if (held)
             mac.setHold();
         window = std::make_unique<MainWindow>();
-        runner = window->findChild<CommandRunner*>();
+        runner = window->findChild<Switcher*>();
         refresh = window->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
         refresh->stop(); // a test starts the refresh itself when it wants one
         window->show();
@@ -100,7 +100,7 @@ struct Session : StoreSession, BoxAnswerer
         return found;
     }
     std::unique_ptr<MainWindow> window;
-    CommandRunner* runner;
+    Switcher* runner;
     QTimer* refresh;
 };
 
@@ -172,22 +172,28 @@ private slots:
             "admin");
         row("prompt dismissed", "Ethernet", "APIPA-FIX", ethernetApipa,
             "-setdhcp|Ethernet ; osascript|Ethernet|169.254.0.201|255.255.0.0|",
-            "NoIcon; Not applied; The administrator password was not given: nothing was changed on \"Ethernet\".",
+            "NoIcon; Not applied; Ethernet now uses 192.168.1.201 mask 255.255.255.0, router 192.168.1.1: the fixed "
+            "address was not set because the administrator prompt was dismissed.",
             "192.168.1.201 255.255.255.0 192.168.1.1", 0, 0, "admin", false, true);
 
         // Other refusals are shown as they are and never go to the prompt.
         row("unknown service, refusal on standard output", "Ethernet", "DHCP", ethernetDhcp, "-setdhcp|Ethernet",
-            "NoIcon; Error; Ethernet is not a recognized network service.\n** Error: The parameters were not valid.",
+            "NoIcon; Not applied; Ethernet could not be read back after the change (networksetup failed: Ethernet is "
+            "not a recognized network service. ** Error: The parameters were not valid.): DHCP was not set because "
+            "networksetup -setdhcp refused it: Ethernet is not a recognized network service. ** Error: The "
+            "parameters were not valid.",
             "... ... ...", 0, 0, "unknown", true);
         row("address refused after the switch to DHCP", "Ethernet", "APIPA-FIX", ethernetApipa, apipaChange,
-            "NoIcon; Error; ** Error: 169.254.0.201 is not a valid IP address.\n\"Ethernet\" was switched to DHCP "
-            "first "
-            "and was left on DHCP.",
+            "NoIcon; Partly applied; Ethernet now uses DHCP: the fixed address was not set because networksetup "
+            "-setmanual refused it: ** Error: 169.254.0.201 is not a valid IP address.",
             "10.0.1.100 255.255.255.0 10.0.1.1", 0, 0, "invalid");
         row("a change that did not land", "Ethernet", "APIPA-FIX", ethernetApipa, apipaChange,
-            "NoIcon; Not confirmed; \"Ethernet\" was asked for 169.254.0.201 but reports 192.168.1.201.",
+            "NoIcon; Not applied; Ethernet now uses 192.168.1.201 mask 255.255.255.0, router 192.168.1.1: the fixed "
+            "address was not set because the system reported no error but the service does not show it.",
             "192.168.1.201 255.255.255.0 192.168.1.1", 0, 0, "silent");
-        row("DHCP is never checked", "Ethernet", "DHCP", ethernetDhcp, "-setdhcp|Ethernet", success,
+        row("DHCP that did not land", "Ethernet", "DHCP", ethernetDhcp, "-setdhcp|Ethernet",
+            "NoIcon; Not applied; Ethernet now uses 192.168.1.201 mask 255.255.255.0, router 192.168.1.1: DHCP was "
+            "not set because the system reported no error but the service does not show it.",
             "192.168.1.201 255.255.255.0 192.168.1.1", 0, 0, "silent");
         // Host number "abc" reads as 0: the profile's own network address, refused before anything runs.
         row("network's own address", "Wi-Fi", "Broken",
@@ -321,7 +327,8 @@ private slots:
         QTest::newRow("broadcast address")
             << "Lower half" << 127 << -1
             << "192.168.1.127 is the broadcast address under the mask 255.255.255.128; choose another host number";
-        QTest::newRow("mask with a gap") << "Gap" << 9 << 0 << "the mask \"255.0.255.0\" is not a valid subnet mask";
+        QTest::newRow("mask with a gap")
+            << "Gap" << 9 << 0 << "the mask \"255.0.255.0\" is not a subnet mask: its one bits must come first";
         QTest::newRow("not a network") << "Nowhere" << 9 << 0
                                        << "the profile's network \"10.1.300.0\" is not an IPv4 address";
     }
@@ -636,8 +643,8 @@ private slots:
         s.mac.setHold("-setmanual");
         s.key(Qt::Key_E);
         QTRY_COMPARE_WITH_TIMEOUT(s.seen.size(), 1, 20000);
-        QCOMPARE(s.seen.first(), "NoIcon; Error; networksetup did not answer within 1 s: the change of \"Ethernet\" "
-                                 "may be incomplete.");
+        QCOMPARE(s.seen.first(), "NoIcon; No answer; Ethernet now uses DHCP: the fixed address was not set because "
+                                 "networksetup -setmanual did not answer within 1 s.");
     }
 
 private:

@@ -9,11 +9,11 @@
 namespace {
 
 // The simulated Mac's default machine and the built-in default profiles, as the CLI prints them.
-const QString statusTable = QStringLiteral(R"(SERVICE              DEVICE  ADDRESS        MASK           ROUTER
-Ethernet             en0     192.168.1.201  255.255.255.0  192.168.1.1
-Wi-Fi                en1     10.0.0.23      255.255.255.0  10.0.0.1
-USB 10/100/1000 LAN  en5     -              -              -
-iPhone USB           en6     -              -              -
+const QString statusTable = QStringLiteral(R"(SERVICE              DEVICE  METHOD  ADDRESS        MASK           ROUTER
+Ethernet             en0     manual  192.168.1.201  255.255.255.0  192.168.1.1
+Wi-Fi                en1     dhcp    10.0.0.23      255.255.255.0  10.0.0.1
+USB 10/100/1000 LAN  en5     dhcp    -              -              -
+iPhone USB           en6     dhcp    -              -              -
 )");
 const QString defaultProfiles = QStringLiteral(R"(PROFILE     NETWORK      MASK           GATEWAY
 LA-Network  192.168.1.0  255.255.255.0  192.168.1.1
@@ -58,7 +58,8 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("version", {"--version"}, 0, "tarnwick-cli " TARNWICK_VERSION "\n", "");
     row("status of every service", {"status"}, 0, statusTable, "");
     row("status of one service as JSON", {"status", "--json", "Wi-Fi"}, 0,
-        R"([{"address":"10.0.0.23","device":"en1","mask":"255.255.255.0","router":"10.0.0.1","service":"Wi-Fi"}])"
+        R"([{"address":"10.0.0.23","device":"en1","mask":"255.255.255.0","method":"dhcp","reading":"ok",)"
+        R"("router":"10.0.0.1","service":"Wi-Fi"}])"
         "\n",
         "");
     row("status of an unknown service", {"status", "Nope"}, 2, "", "no service \"Nope\"; " + services);
@@ -74,21 +75,21 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
         "tarnwick-cli: The configuration file is damaged at line 1 (Premature end of document)", {}, "carol");
 
     row("apply with the default host and no router", {"apply", "Wi-Fi", "LA-Network"}, 0,
-        "Wi-Fi: 192.168.1.201 mask 255.255.255.0, no router\n", "", {"-setdhcp|Wi-Fi", laManual});
+        "Wi-Fi now uses 192.168.1.201 mask 255.255.255.0, no router.\n", "", {"-setdhcp|Wi-Fi", laManual});
     row("apply with a host and the profile's gateway", {"apply", "Wi-Fi", "LA-Network", "--host", "42", "--router"}, 0,
-        "Wi-Fi: 192.168.1.42 mask 255.255.255.0, router 192.168.1.1\n", "",
+        "Wi-Fi now uses 192.168.1.42 mask 255.255.255.0, router 192.168.1.1.\n", "",
         {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|192.168.1.42|255.255.255.0|192.168.1.1"});
     row("apply proposes host 1 without a gateway", {"apply", "Ethernet", "APIPA-FIX", "--router"}, 0,
-        "Ethernet: 169.254.0.201 mask 255.255.0.0, router 169.254.0.1\n", "",
+        "Ethernet now uses 169.254.0.201 mask 255.255.0.0, router 169.254.0.1.\n", "",
         {"-setdhcp|Ethernet", "-setmanual|Ethernet|169.254.0.201|255.255.0.0|169.254.0.1"});
     row("apply with a router address", {"apply", "--host", "254", "Wi-Fi", "Intercom", "--router", "10.1.1.1"}, 0,
-        "Wi-Fi: 192.168.3.254 mask 255.255.255.0, router 10.1.1.1\n", "",
+        "Wi-Fi now uses 192.168.3.254 mask 255.255.255.0, router 10.1.1.1.\n", "",
         {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|192.168.3.254|255.255.255.0|10.1.1.1"});
     row("sudo applies the invoking user's profile", {"apply", "Wi-Fi", "Lab"}, 0,
-        "Wi-Fi: 10.1.2.7 mask 255.255.255.0, no router\n", "",
+        "Wi-Fi now uses 10.1.2.7 mask 255.255.255.0, no router.\n", "",
         {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|10.1.2.7|255.255.255.0|"}, "alice");
-    row("apply DHCP", {"apply", "Ethernet", "DHCP"}, 0, "Ethernet: DHCP\n", "", {"-setdhcp|Ethernet"});
-    row("dhcp", {"dhcp", "Wi-Fi"}, 0, "Wi-Fi: DHCP\n", "", {"-setdhcp|Wi-Fi"});
+    row("apply DHCP", {"apply", "Ethernet", "DHCP"}, 0, "Ethernet now uses DHCP.\n", "", {"-setdhcp|Ethernet"});
+    row("dhcp", {"dhcp", "Wi-Fi"}, 0, "Wi-Fi now uses DHCP.\n", "", {"-setdhcp|Wi-Fi"});
 
     row("unknown profile", {"apply", "Wi-Fi", "Lab"}, 2, "",
         "no profile \"Lab\"; the profiles are: DHCP, LA-Network, Intercom, Management, APIPA-FIX");
@@ -99,7 +100,7 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
         "--host given more than once");
     row("status of an empty name", {"status", ""}, 2, "", "not an empty one");
     row("router in plain dotted decimal", {"apply", "Wi-Fi", "LA-Network", "--router", "010.1.01.1"}, 0,
-        "Wi-Fi: 192.168.1.201 mask 255.255.255.0, router 10.1.1.1\n", "",
+        "Wi-Fi now uses 192.168.1.201 mask 255.255.255.0, router 10.1.1.1.\n", "",
         {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|192.168.1.201|255.255.255.0|10.1.1.1"});
     row("malformed router", {"apply", "Wi-Fi", "LA-Network", "--router", "192.168.1.256"}, 2, "",
         "router address \"192.168.1.256\" is malformed");
@@ -113,16 +114,28 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("unknown option", {"status", "--all"}, 2, "", "Unknown option 'all'");
     row("no command", {}, 2, "", "no command; the commands are: status, profiles, apply, dhcp");
 
-    const QString adminError = QStringLiteral("** Error: Command requires admin privileges.\n");
-    row("refusal on standard error", {"apply", "Wi-Fi", "LA-Network"}, 1, "", adminError + "Run it with sudo.\n",
-        {"-setdhcp|Wi-Fi"}, {}, "admin");
-    row("refusal on standard output", {"dhcp", "Wi-Fi"}, 1, "", adminError, {"-setdhcp|Wi-Fi"}, {}, "admin stdout");
+    const QString adminError =
+        QStringLiteral("because networksetup -setdhcp refused it without administrator rights.\nRun it with sudo, or "
+                       "with --ask-admin.\n");
+    row("refusal on standard error", {"apply", "Wi-Fi", "LA-Network"}, 1, "",
+        "tarnwick-cli: refused: Wi-Fi now uses DHCP: the fixed address was not set " + adminError, {"-setdhcp|Wi-Fi"},
+        {}, "admin");
+    row("refusal on standard output", {"dhcp", "Ethernet"}, 1, "",
+        "tarnwick-cli: refused: Ethernet now uses 192.168.1.201 mask 255.255.255.0, router 192.168.1.1: DHCP was not "
+        "set " +
+            adminError,
+        {"-setdhcp|Ethernet"}, {}, "admin stdout");
+    // A service already on DHCP that was refused a renewal reads as asked: the outcome follows the reading.
+    row("refused but already so", {"dhcp", "Wi-Fi"}, 0, "Wi-Fi now uses DHCP.\n", "", {"-setdhcp|Wi-Fi"}, {}, "admin");
     row("address refused after the switch to DHCP", {"apply", "Wi-Fi", "LA-Network"}, 1, "",
-        "\"Wi-Fi\" was switched to DHCP first and was left on DHCP.\n", {"-setdhcp|Wi-Fi", laManual}, {}, "invalid");
+        "tarnwick-cli: partly applied: Wi-Fi now uses DHCP: the fixed address was not set because networksetup "
+        "-setmanual refused it: ** Error: 192.168.1.201 is not a valid IP address.\n",
+        {"-setdhcp|Wi-Fi", laManual}, {}, "invalid");
     // The machine keeps reporting the old address: the change did not land, whatever the command said.
     row("a change that did not land", {"apply", "Wi-Fi", "LA-Network"}, 1, "",
-        "Not confirmed: \"Wi-Fi\" was asked for 192.168.1.201 but reports 10.0.0.23.\n", {"-setdhcp|Wi-Fi", laManual},
-        {}, "stuck");
+        "tarnwick-cli: refused: Wi-Fi now uses DHCP: the fixed address was not set because the system reported no "
+        "error but the service does not show it.\n",
+        {"-setdhcp|Wi-Fi", laManual}, {}, "stuck");
 }
 
 void TestCli::runsCommandAgainstSimulatedMac()

@@ -1,5 +1,6 @@
 #include "network/networkmanager.h"
 
+#include "core/servicestate.h"
 #include "network/system.h"
 #include "tools/fakemac/fakemac.h"
 
@@ -67,13 +68,16 @@ private slots:
             read += flatten(entry, file + ": ");
         }
         read += flatten(NetworkManager::parseIfconfig(ifconfig), "ifconfig: ");
-        NetworkManager manager;
-        manager.update();
+        const MachineReading reading = readMachine();
+        QStringList calls;
         for (const QStringList& call : mac.calls())
-            read.append("call: " + call.join('|'));
-        for (const QString& d : manager.getInterfaces())
-            read.append(QStringList{"read: " + d, manager.getName(d), manager.getIp4(d), manager.getNetmask(d),
-                                    manager.getRouter(d), manager.getInterfaceByName(manager.getName(d))}
+            calls.append("call: " + call.join('|'));
+        // The per-service commands run at once: they are logged in whatever order they started.
+        std::sort(calls.begin() + 1, calls.end());
+        read += calls;
+        for (const ServiceState& s : reading.services)
+            read.append(QStringList{"read: " + s.name, s.device, s.hardwarePort, s.methodText(), s.address.toString(),
+                                    s.mask.toString(), s.router.toString(), s.reading.kindText()}
                             .join('|'));
         QCOMPARE(read, FakeMac::fixture(machine + "parsed.txt").split('\n', Qt::SkipEmptyParts));
     }

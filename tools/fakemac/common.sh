@@ -10,16 +10,16 @@ fi
 fm_state=$FAKEMAC_STATE
 fm_services=$fm_state/services
 
-# One line per call, before anything can fail, so that a test sees even the calls that were refused.
+# One line per call, before anything can fail, so that a test sees even the calls that were refused. The
+# line is written in one piece: commands run at once must not interleave their lines.
 fm_log() {
     mkdir -p "$fm_state" || exit 1
-    {
-        printf '%s' "$fm_command"
-        for fm_arg in "$@"; do
-            printf '\t%s' "$fm_arg"
-        done
-        printf '\n'
-    } >>"$fm_state/calls.log"
+    fm_line=$fm_command
+    fm_tab=$(printf '\t')
+    for fm_arg in "$@"; do
+        fm_line="$fm_line$fm_tab$fm_arg"
+    done
+    printf '%s\n' "$fm_line" >>"$fm_state/calls.log"
 }
 
 # The default machine: a laptop with built-in Ethernet on a fixed address, Wi-Fi on a DHCP lease, a

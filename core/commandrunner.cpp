@@ -1,4 +1,4 @@
-#include "network/commandrunner.h"
+#include "core/commandrunner.h"
 
 CommandRunner::CommandRunner(QObject* parent) : QObject(parent), worker(new QObject)
 {
@@ -10,12 +10,13 @@ CommandRunner::~CommandRunner()
 {
     stopping = true;
     makeReadingsStale();
-    thread.quit();
+    // Quitting the thread from here would end the local event loop a change waits in; the last job ends it.
+    post([this] { thread.quit(); });
     thread.wait();
     delete worker;
 }
 
-void CommandRunner::read(bool byUser)
+void CommandRunner::read(bool byUser, int timeoutMs)
 {
     if (byUser)
         makeReadingsStale();
@@ -23,9 +24,8 @@ void CommandRunner::read(bool byUser)
     const auto cancel = std::make_shared<std::atomic<bool>>(false);
     readings.insert(id, {byUser, cancel});
     jobStarted(byUser);
-    const int timeout = timeoutMs;
-    post([this, id, cancel, timeout] {
-        const InterfaceMap reading = NetworkManager::read(cancel.get(), timeout);
+    post([this, id, cancel, timeoutMs] {
+        const MachineReading reading = readMachine(cancel.get(), timeoutMs);
         QMetaObject::invokeMethod(
             this,
             [this, id, reading] {
@@ -43,23 +43,21 @@ void CommandRunner::read(bool byUser)
     });
 }
 
-void CommandRunner::apply(const Change& change, bool elevated)
+void CommandRunner::apply(const Change& change, const ChangeOptions& options)
 {
     makeReadingsStale();
     ++changes;
     jobStarted(true);
-    const int timeout = timeoutMs;
-    post([this, change, elevated, timeout] {
+    post([this, change, options] {
         // A quit that came before the change began drops it whole.
         if (stopping)
             return;
-        const ChangeResult result =
-            elevated ? NetworkManager::applyElevated(change) : NetworkManager::apply(change, timeout);
+        const ChangeReport report = runChange(change, options);
         QMetaObject::invokeMethod(
             this,
-            [this, change, result] {
+            [this, report] {
                 --changes;
-                emit changeFinished(change, result);
+                emit changeFinished(report);
                 jobEnded(true);
             },
             Qt::QueuedConnection);
@@ -74,7 +72,31 @@ void CommandRunner::makeReadingsStale()
 
 void CommandRunner::post(std::function<void()> job)
 {
-    QMetaObject::invokeMethod(worker, std::move(job), Qt::QueuedConnection);
+    {
+        QMutexLocker locker(&queueLock);
+        queue.push_back(std::move(job));
+    }
+    QMetaObject::invokeMethod(
+        worker, [this] { runJobs(); }, Qt::QueuedConnection);
+}
+
+void CommandRunner::runJobs()
+{
+    if (running)
+        return;
+    running = true;
+    for (;;) {
+        std::function<void()> job;
+        {
+            QMutexLocker locker(&queueLock);
+            if (queue.empty())
+                break;
+            job = std::move(queue.front());
+            queue.pop_front();
+        }
+        job();
+    }
+    running = false;
 }
 
 void CommandRunner::jobStarted(bool byUser)

@@ -1,0 +1,91 @@
+#include "core/rules.h"
+
+#include "network/networkmanager.h"
+
+#include <QStringList>
+
+namespace {
+
+// The dotted text as a number; the text must be an address that isIPv4 accepts.
+quint32 toNumber(const QString& dotted)
+{
+    quint32 number = 0;
+    for (const QString& part : dotted.split(QLatin1Char('.')))
+        number = (number << 8) | part.toUInt();
+    return number;
+}
+
+QString toDotted(quint32 number)
+{
+    return QStringLiteral("%1.%2.%3.%4")
+        .arg(number >> 24)
+        .arg((number >> 16) & 0xff)
+        .arg((number >> 8) & 0xff)
+        .arg(number & 0xff);
+}
+
+bool isMask(quint32 mask)
+{
+    const quint32 hostBits = ~mask;
+    return (hostBits & (hostBits + 1)) == 0;
+}
+
+} // namespace
+
+bool isContiguousMask(const QString& text)
+{
+    return NetworkManager::isIPv4(text) && isMask(toNumber(text));
+}
+
+QString proposedRouter(const Profile& profile)
+{
+    return NetworkManager::proposedRouter(profile.network, profile.gateway);
+}
+
+ChangeVerdict changeFor(const QString& service, const Profile& profile, int host, const QString& router)
+{
+    ChangeVerdict verdict;
+    if (profile.name == Change::DHCP) {
+        verdict.change = Change::toDhcp(service);
+        return verdict;
+    }
+    if (!NetworkManager::isIPv4(profile.network))
+        verdict.problem = QStringLiteral("the profile's network \"%1\" is not an IPv4 address").arg(profile.network);
+    else if (!NetworkManager::isIPv4(profile.mask))
+        verdict.problem = QStringLiteral("the mask \"%1\" is not a valid subnet mask").arg(profile.mask);
+    else if (!isContiguousMask(profile.mask))
+        verdict.problem =
+            QStringLiteral("the mask \"%1\" is not a subnet mask: its one bits must come first").arg(profile.mask);
+    else if (host < 0 || host > 255)
+        verdict.problem = QStringLiteral("host number %1 is not in 0-255").arg(host);
+    else if (!router.isEmpty() && !NetworkManager::isIPv4(router))
+        verdict.problem = QStringLiteral("the router address \"%1\" is malformed").arg(router);
+    if (!verdict.ok())
+        return verdict;
+
+    const quint32 maskBits = toNumber(profile.mask);
+    const quint32 address = (toNumber(profile.network) & 0xffffff00u) | quint32(host);
+    const QString dotted = toDotted(address);
+    // With 31 or 32 mask bits there is no room for a network and a broadcast address: every address is a host.
+    if (~maskBits > 1) {
+        if ((address & ~maskBits) == 0) {
+            verdict.problem =
+                QStringLiteral("%1 is the network's own address under the mask %2; choose another host number")
+                    .arg(dotted, toDotted(maskBits));
+            return verdict;
+        }
+        if ((address | maskBits) == 0xffffffffu) {
+            verdict.problem =
+                QStringLiteral("%1 is the broadcast address under the mask %2; choose another host number")
+                    .arg(dotted, toDotted(maskBits));
+            return verdict;
+        }
+    }
+    Change& change = verdict.change;
+    change.service = service;
+    change.dhcp = false;
+    change.address = dotted;
+    change.mask = toDotted(maskBits);
+    change.router = router.isEmpty() ? QString() : toDotted(toNumber(router));
+    return verdict;
+}

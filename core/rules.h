@@ -1,0 +1,35 @@
+#pragma once
+
+#include "network/change.h"
+
+#include <QString>
+
+// A stored profile as the rules read it; "DHCP" as its name stands for automatic addressing.
+struct Profile
+{
+    QString name;
+    QString network;
+    QString mask;
+    QString gateway; // empty: none
+};
+
+// A change that can be made, or the one reason it cannot.
+struct ChangeVerdict
+{
+    Change change;
+    QString problem;
+
+    bool ok() const { return problem.isEmpty(); }
+};
+
+// The fixed address a profile gives a service: the profile's network with the host number as its fourth
+// octet, the profile's mask, and the router given (empty: none), all in plain dotted decimal. Refused before
+// anything runs: a malformed network, mask or router, a mask whose one bits are not contiguous, a host
+// number that is no octet, and the network's own or its broadcast address under the mask.
+ChangeVerdict changeFor(const QString& service, const Profile& profile, int host, const QString& router);
+
+// Whether the text is a dotted subnet mask whose one bits come first (255.255.254.0, not 255.0.255.0).
+bool isContiguousMask(const QString& text);
+
+// The router offered for a profile: its gateway when that is an address, else host 1 of its network.
+QString proposedRouter(const Profile& profile);

@@ -1,0 +1,113 @@
+#include "core/switcher.h"
+
+#include "core/commandrunner.h"
+
+Switcher::Switcher(ConfigManager store, QObject* parent)
+    : QObject(parent), store(std::move(store)), runner(new CommandRunner(this))
+{
+    connect(runner, &CommandRunner::readingFinished, this, [this](const MachineReading& reading, bool byUser) {
+        last = reading;
+        emit readingFinished(reading, byUser);
+    });
+    connect(runner, &CommandRunner::changeFinished, this, [this](const ChangeReport& report) {
+        takeReport(report);
+        emit changeFinished(report);
+    });
+    connect(runner, &CommandRunner::busyChanged, this, &Switcher::busyChanged);
+}
+
+Switcher::~Switcher()
+{
+    // The runner goes first: it cancels a reading at once and lets a change that has begun end.
+    delete runner;
+}
+
+QList<ServiceState> Switcher::offeredServices() const
+{
+    const QStringList hidden = store.getForbiddenInterfaces();
+    QList<ServiceState> services;
+    for (const ServiceState& service : last.services) {
+        if (!hidden.contains(service.name))
+            services.append(service);
+    }
+    return services;
+}
+
+const ServiceState* Switcher::offered(const QString& service) const
+{
+    return store.getForbiddenInterfaces().contains(service) ? nullptr : last.find(service);
+}
+
+QStringList Switcher::profileNames() const
+{
+    return QStringList{Change::DHCP} + store.getProfileEntries();
+}
+
+Profile Switcher::profile(const QString& name) const
+{
+    if (name == Change::DHCP)
+        return {name, {}, {}, {}};
+    return {name, store.getParameter(name, ConfigManager::ADDRESS_KEY),
+            store.getParameter(name, ConfigManager::MASK_KEY), store.getParameter(name, ConfigManager::GATEWAY_KEY)};
+}
+
+int Switcher::defaultHost() const
+{
+    return store.getParameter(ConfigManager::SETTINGS, ConfigManager::NETWORK_ID_KEY).toInt();
+}
+
+ChangeVerdict Switcher::changeFor(const QString& service, const QString& profileName, int host,
+                                  const QString& router) const
+{
+    return ::changeFor(service, profile(profileName), host, router);
+}
+
+void Switcher::read(bool byUser)
+{
+    runner->read(byUser, timeoutMs);
+}
+
+void Switcher::apply(const Change& change)
+{
+    runner->apply(change, changeOptions());
+}
+
+bool Switcher::isBusy() const
+{
+    return runner->isBusy();
+}
+
+bool Switcher::isChanging() const
+{
+    return runner->isChanging();
+}
+
+bool Switcher::isReading() const
+{
+    return runner->isReading();
+}
+
+const MachineReading& Switcher::readNow()
+{
+    last = readMachine(nullptr, timeoutMs);
+    return last;
+}
+
+ChangeReport Switcher::applyNow(const Change& change)
+{
+    const ChangeReport report = runChange(change, changeOptions());
+    takeReport(report);
+    return report;
+}
+
+ChangeOptions Switcher::changeOptions() const
+{
+    return {timeoutMs, promptTimeoutMs, elevate, askAdmin};
+}
+
+void Switcher::takeReport(const ChangeReport& report)
+{
+    last = report.reading;
+    // Once a change has needed the prompt, later ones go to it at once instead of being refused first.
+    elevate = elevate || report.steps.elevated;
+}
