@@ -115,7 +115,7 @@ ReadOutcome judgeReading(const System::Command& command, const System::Outcome& 
     return result;
 }
 
-MachineReading readMachine(const std::atomic<bool>* cancel, int timeoutMs)
+MachineReading readMachine(const std::atomic<bool>* cancel, int timeoutMs, int parallel)
 {
     MachineReading machine;
     const System::Command listing{QStringLiteral("networksetup"), {QStringLiteral("-listnetworkserviceorder")}};
@@ -132,7 +132,7 @@ MachineReading readMachine(const std::atomic<bool>* cancel, int timeoutMs)
         commands.append({QStringLiteral("networksetup"), {QStringLiteral("-getinfo"), service.name}});
     const System::Command ifconfig{QStringLiteral("ifconfig"), {}};
     commands.append(ifconfig);
-    const QList<System::Outcome> answers = System::runAll(commands, cancel, timeoutMs);
+    const QList<System::Outcome> answers = System::runAll(commands, cancel, timeoutMs, parallel);
 
     machine.reading = judgeReading(ifconfig, answers.constLast(), timeoutMs);
     if (!machine.reading.ok()) {

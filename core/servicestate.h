@@ -57,7 +57,8 @@ struct MachineReading
 
 // The listing, then every service's -getinfo and ifconfig at once (at most System::maxParallel at a time,
 // each bounded by timeoutMs), joined by device: a machine is read in the time of its slowest command.
-MachineReading readMachine(const std::atomic<bool>* cancel = nullptr, int timeoutMs = System::defaultTimeoutMs);
+MachineReading readMachine(const std::atomic<bool>* cancel = nullptr, int timeoutMs = System::defaultTimeoutMs,
+                           int parallel = System::maxParallel);
 
 // The pieces of a reading, on text.
 ServiceState::Method parseMethod(const QString& info);

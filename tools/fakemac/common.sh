@@ -54,7 +54,7 @@ fm_hold() {
 }
 
 # Creates the default machine when needed, waits at the gate and for the configured delay, and reads the
-# failure switch into fm_fail. With the "silent" switch the command ends here, printing nothing.
+# failure switches into fm_fail (one or more words). With "silent" the command ends here, printing nothing.
 fm_prepare() {
     fm_hold "$@"
     if [ ! -f "$fm_services" ]; then
@@ -66,11 +66,19 @@ fm_prepare() {
     fi
     fm_fail=
     if [ -f "$fm_state/fail" ]; then
-        fm_fail=$(tr -d ' \t\r\n' <"$fm_state/fail")
+        fm_fail=$(tr '\t\r\n' '   ' <"$fm_state/fail")
     fi
-    if [ "$fm_fail" = silent ]; then
+    if fm_failing silent; then
         exit 0
     fi
+}
+
+# Whether the failure switch $1 is on.
+fm_failing() {
+    case " $fm_fail " in
+    *" $1 "*) return 0 ;;
+    esac
+    return 1
 }
 
 # The real networksetup prints its errors on standard output; the file errors-to-stdout asks for that.
