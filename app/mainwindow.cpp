@@ -182,7 +182,9 @@ void MainWindow::fillProfiles()
 
 void MainWindow::fillServices()
 {
-    const QString chosen = ui->comboBoxInterface->currentText();
+    // The choice outlives a reading that found nothing: the placeholder is never a choice.
+    if (ui->comboBoxInterface->isEnabled())
+        chosenService = ui->comboBoxInterface->currentText();
     QStringList services;
     for (const ServiceState& service : switcher->offeredServices())
         services.append(service.name);
@@ -193,7 +195,7 @@ void MainWindow::fillServices()
         ui->comboBoxInterface->addItem(tr("No network service found"));
         qobject_cast<QStandardItemModel*>(ui->comboBoxInterface->model())->item(0)->setEnabled(false);
     }
-    ui->comboBoxInterface->setCurrentIndex(qMax(0, ui->comboBoxInterface->findText(chosen)));
+    ui->comboBoxInterface->setCurrentIndex(qMax(0, ui->comboBoxInterface->findText(chosenService)));
     updateApply();
 }
 

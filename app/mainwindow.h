@@ -82,4 +82,5 @@ private:
     bool busy = false;
     bool closeWhenChanged = false; // a close came during a change: it is carried out when the change ends
     AfterReading afterReading = AfterReading::Refill;
+    QString chosenService;
 };

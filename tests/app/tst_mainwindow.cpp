@@ -30,21 +30,25 @@ QString changes(const FakeMac& mac)
 // The window over a fresh simulated Mac and store, shown and active; `prepare` edits the store first.
 struct Session : StoreSession, BoxAnswerer
 {
-    // `held`: every command waits at the simulated Mac's gate from the start.
-    explicit Session(const std::function<void(ConfigManager&)>& prepare = {}, bool held = false)
+    // `hold`: the commands it names wait at the simulated Mac's gate from the start (every one when empty);
+    // `timeoutMs`: how long a command may take, from the first reading on.
+    explicit Session(const std::function<void(ConfigManager&)>& prepare = {}, const char* hold = nullptr,
+                     int timeoutMs = 0)
     {
         ConfigManager& store = start();
         if (prepare)
             prepare(store);
         plan = {QMessageBox::Yes, QMessageBox::Yes};
-        if (held)
-            mac.setHold();
+        if (hold)
+            mac.setHold(hold);
         window = std::make_unique<MainWindow>();
         runner = window->findChild<Switcher*>();
+        if (timeoutMs)
+            runner->setTimeout(timeoutMs);
         refresh = window->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
         refresh->stop(); // a test starts the refresh itself when it wants one
         window->show();
-        if (!held)
+        if (!hold || timeoutMs)
             idle();
     }
     void idle() { QTRY_VERIFY_WITH_TIMEOUT(!runner->isBusy() && !runner->isReading(), 20000); }
@@ -394,7 +398,7 @@ private slots:
     // The window is there before any command has run; the first reading then fills it in.
     void showsAtOnceThenFillsIn()
     {
-        Session s({}, true);
+        Session s({}, "");
         QVERIFY(s.window->isVisible());
         QTRY_COMPARE(s.mac.calls().size(), 1); // the reading's first command, held at the gate
         QCOMPARE(s.items("comboBoxProfil"), "DHCP, LA-Network, Intercom, Management, APIPA-FIX");
@@ -645,6 +649,151 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(s.seen.size(), 1, 20000);
         QCOMPARE(s.seen.first(), "NoIcon; No answer; Ethernet now uses DHCP: the fixed address was not set because "
                                  "networksetup -setmanual did not answer within 1 s.");
+    }
+
+    // Only Ctrl+E and the Apply button apply: no other key on any widget that takes focus changes the network.
+    void appliesOnlyFromItsKey_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<bool>("applies");
+        QTest::newRow("Backspace") << int(Qt::Key_Backspace) << int(Qt::NoModifier) << false;
+        QTest::newRow("Delete") << int(Qt::Key_Delete) << int(Qt::NoModifier) << false;
+        QTest::newRow("Return") << int(Qt::Key_Return) << int(Qt::NoModifier) << false;
+        QTest::newRow("Enter") << int(Qt::Key_Enter) << int(Qt::KeypadModifier) << false;
+        QTest::newRow("Space") << int(Qt::Key_Space) << int(Qt::NoModifier) << false;
+        QTest::newRow("Ctrl+E") << int(Qt::Key_E) << int(Qt::ControlModifier) << true;
+    }
+
+    void appliesOnlyFromItsKey()
+    {
+        QFETCH(int, key);
+        QFETCH(int, modifiers);
+        QFETCH(bool, applies);
+        Session s;
+        s.choose("comboBoxInterface", "Wi-Fi");
+        s.choose("comboBoxProfil", "Intercom");
+        QTest::mouseClick(s.child("checkBoxRouter"), Qt::LeftButton);
+        QStringList widgets;
+        for (QWidget* widget : s.window->findChildren<QWidget*>()) {
+            if (widget->focusPolicy() & Qt::TabFocus && widget->isEnabled() && widget->isVisible() &&
+                widget->objectName() != "execButton" && !widget->objectName().startsWith("qt_"))
+                widgets.append(widget->objectName());
+        }
+        widgets.sort();
+        QCOMPARE(widgets, (QStringList{"checkBoxRouter", "comboBoxInterface", "comboBoxProfil", "pushButton_reload",
+                                       "sb_addr_4", "sb_router_4"}));
+        for (const QString& name : std::as_const(widgets)) {
+            s.mac.clearCalls();
+            s.key(Qt::Key(key), Qt::KeyboardModifiers(modifiers), s.child(name));
+            // A key that applies has started the change by the time it returns.
+            QVERIFY2(s.runner->isChanging() == applies, qPrintable(name));
+            s.idle();
+            QTRY_COMPARE(s.seen.size(),
+                         0 + (applies ? 1 : 0) + int(name == "pushButton_reload" && key == Qt::Key_Space));
+            s.seen.clear();
+            QVERIFY2(changes(s.mac).isEmpty() != applies, qPrintable(name + ": " + changes(s.mac)));
+        }
+    }
+
+    // A close during a change waits for it; the administrator is still asked when the change needs it, and
+    // a change that did not land is told before the window goes.
+    void tellsTheChangeBeforeClosing_data()
+    {
+        QTest::addColumn<QString>("fail");
+        QTest::addColumn<QString>("hold");
+        QTest::addColumn<QStringList>("notices");
+        QTest::addColumn<QString>("changes");
+        QTest::newRow("refused for rights: the prompt still comes")
+            << "admin"
+            << "-setdhcp" << QStringList()
+            << "-setdhcp|Wi-Fi ; osascript|Wi-Fi|192.168.3.201|255.255.255.0| ; -setdhcp|Wi-Fi ; "
+               "-setmanual|Wi-Fi|192.168.3.201|255.255.255.0|";
+        QTest::newRow("address refused")
+            << "invalid"
+            << "-setmanual"
+            << QStringList{"NoIcon; Partly applied; Wi-Fi now uses DHCP: the fixed address was not set because "
+                           "networksetup -setmanual refused it: ** Error: 192.168.3.201 is not a valid IP address."}
+            << "-setdhcp|Wi-Fi ; -setmanual|Wi-Fi|192.168.3.201|255.255.255.0|";
+    }
+
+    void tellsTheChangeBeforeClosing()
+    {
+        QFETCH(QString, fail);
+        QFETCH(QString, hold);
+        QFETCH(QStringList, notices);
+        QFETCH(QString, changes);
+        Session s;
+        s.choose("comboBoxInterface", "Wi-Fi");
+        s.choose("comboBoxProfil", "Intercom");
+        s.mac.setFailure(fail);
+        s.mac.setHold(hold);
+        s.mac.clearCalls();
+        s.key(Qt::Key_E);
+        QTRY_VERIFY(::changes(s.mac).contains(hold));
+        QCOMPARE(s.window->statusBar()->currentMessage(),
+                 "Applying Wi-Fi: 192.168.3.201 mask 255.255.255.0, no router…");
+        s.key(Qt::Key_Q);
+        QVERIFY(s.window->isVisible());
+        s.mac.release();
+        QTRY_VERIFY_WITH_TIMEOUT(!s.window->isVisible(), 20000);
+        QCOMPARE(s.seen, notices);
+        QCOMPARE(::changes(s.mac), changes);
+    }
+
+    // A reading that did not answer says so instead of showing empty fields, and the next good one fills the
+    // window again, from Reload or from the refresh.
+    void tellsAReadingThatDidNotAnswer()
+    {
+        Session s({}, "-listnetworkserviceorder", 1000);
+        const auto* problem = s.child<QLabel>("iface_label_reading");
+        QCOMPARE(s.items("comboBoxInterface"), "No network service found");
+        QCOMPARE(problem->text(), "networksetup did not answer within 1 s");
+        QCOMPARE(s.fields(), "... ... ...");
+
+        // One service that does not answer: the others are shown, that one says so.
+        s.mac.setHold("Wi-Fi");
+        s.key(Qt::Key_R);
+        QTRY_COMPARE_WITH_TIMEOUT(s.seen.size(), 1, 20000);
+        QCOMPARE(s.seen.takeFirst(), "NoIcon; Partly reloaded; Network interface reloaded, but not every service "
+                                     "could be read: Wi-Fi (networksetup did not answer within 1 s).");
+        QCOMPARE(s.items("comboBoxInterface"), "Ethernet, Wi-Fi, USB 10/100/1000 LAN, iPhone USB");
+        QCOMPARE(problem->text(), "");
+        s.choose("comboBoxInterface", "Wi-Fi");
+        QCOMPARE(problem->text(), "networksetup did not answer within 1 s");
+        QCOMPARE(s.shown().section(' ', 0, 3), "en1 ... ... ...");
+
+        // A reload that reads nothing says so; the refresh then fills the list again, on the same service.
+        s.mac.setHold("-listnetworkserviceorder");
+        s.key(Qt::Key_R);
+        QTRY_COMPARE_WITH_TIMEOUT(s.seen.size(), 1, 20000);
+        QCOMPARE(s.seen.takeFirst(), "NoIcon; Not reloaded; Nothing could be read: networksetup did not answer "
+                                     "within 1 s.");
+        QCOMPARE(s.items("comboBoxInterface"), "No network service found");
+        s.mac.release();
+        s.refresh->start(1);
+        QTRY_VERIFY_WITH_TIMEOUT(s.child("comboBoxInterface")->isEnabled(), 20000);
+        s.refresh->stop();
+        s.idle();
+        QCOMPARE(s.items("comboBoxInterface"), "Ethernet, Wi-Fi, USB 10/100/1000 LAN, iPhone USB");
+        QCOMPARE(s.shown().section(' ', 0, 3), "en1 10.0.0.23 255.255.255.0 10.0.0.1");
+        QCOMPARE(problem->text(), "");
+    }
+
+    // The refresh never starts a reading while the last one still runs: a hung command does not pile them up.
+    void refreshesOneReadingAtATime()
+    {
+        Session s;
+        s.mac.setHold("ifconfig");
+        s.mac.clearCalls();
+        int ticks = 0;
+        connect(s.refresh, &QTimer::timeout, this, [&ticks] { ++ticks; });
+        s.refresh->start(1);
+        QTRY_VERIFY(ticks > 20 && s.count("ifconfig") == 1);
+        s.refresh->stop();
+        QCOMPARE(s.count("networksetup\t-listnetworkserviceorder"), 1);
+        s.mac.release();
+        s.idle();
     }
 
 private:
