@@ -2,6 +2,7 @@
 #include "tools/fakemac/fakemac.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextStream>
@@ -46,7 +47,8 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     QTest::addColumn<QString>("err"); // a part of standard error; none expected when empty
     QTest::addColumn<QStringList>("changes");
     QTest::addColumn<QString>("sudoUser");
-    QTest::addColumn<QString>("failure"); // the simulated Mac's failure mode, "stdout" to print errors there
+    // The simulated Mac's failure switches, "stdout" to print errors there, "hold=WORD" to hold what WORD names.
+    QTest::addColumn<QString>("failure");
     QTest::addColumn<uint>("euid");
     const auto row = [](const char* name, const QStringList& arguments, int status, const QString& out,
                         const QString& err, const QStringList& changes = {}, const QString& sudoUser = {},
@@ -113,6 +115,19 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("unknown command", {"switch", "Wi-Fi"}, 2, "", "unknown command \"switch\"");
     row("unknown option", {"status", "--all"}, 2, "", "Unknown option 'all'");
     row("no command", {}, 2, "", "no command; the commands are: status, profiles, apply, dhcp");
+    row("router given twice", {"apply", "Wi-Fi", "LA-Network", "--router", "--router"}, 2, "",
+        "--router given more than once");
+    row("JSON given twice", {"status", "--json", "--json"}, 2, "", "--json given more than once");
+    row("host that is no octet", {"apply", "Wi-Fi", "LA-Network", "--host", "256"}, 2, "",
+        "host number \"256\" is not a number from 0 to 255");
+    row("host 255 under a /23", {"apply", "Wi-Fi", "Management", "--host", "255"}, 0,
+        "Wi-Fi now uses 192.168.0.255 mask 255.255.254.0, no router.\n", "",
+        {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|192.168.0.255|255.255.254.0|"});
+    row("host 255 under a /24", {"apply", "Wi-Fi", "LA-Network", "--host", "255"}, 2, "",
+        "192.168.1.255 is the broadcast address under the mask 255.255.255.0");
+    row("prompt asked of status", {"status", "--ask-admin"}, 2, "", "--ask-admin goes with apply and dhcp");
+    row("timeout that is no number", {"status", "--timeout", "soon"}, 2, "", "--timeout \"soon\" is not a number");
+    row("timeout of nothing", {"status", "--timeout", "0"}, 2, "", "--timeout \"0\" is not a number");
 
     const QString adminError =
         QStringLiteral("because networksetup -setdhcp refused it without administrator rights.\nRun it with sudo, or "
@@ -131,6 +146,25 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
         "tarnwick-cli: partly applied: Wi-Fi now uses DHCP: the fixed address was not set because networksetup "
         "-setmanual refused it: ** Error: 192.168.1.201 is not a valid IP address.\n",
         {"-setdhcp|Wi-Fi", laManual}, {}, "invalid");
+    // The reading and the prompt bounded by --timeout, told in English, naming what did not answer.
+    row("a reading that never answers", {"status", "--timeout", "2"}, 1, "",
+        "tarnwick-cli: nothing could be read: networksetup -listnetworkserviceorder did not answer within 2 s\n", {},
+        {}, "hold=-listnetworkserviceorder");
+    row("a service that never answers", {"status", "--json", "--timeout", "1", "Wi-Fi"}, 1,
+        R"([{"address":"","device":"en1","mask":"","method":"none","reading":"timed out","router":"",)"
+        R"("service":"Wi-Fi"}])"
+        "\n",
+        "tarnwick-cli: Wi-Fi could not be read: networksetup -getinfo Wi-Fi did not answer within 1 s\n", {}, {},
+        "hold=Wi-Fi");
+    row("a prompt never answered", {"apply", "Wi-Fi", "LA-Network", "--ask-admin", "--timeout", "3"}, 1, "",
+        "tarnwick-cli: timed out: Wi-Fi now uses DHCP: the fixed address was not set because the administrator "
+        "prompt was not answered within 3 s.\n",
+        {"-setdhcp|Wi-Fi"}, {}, "admin hold=osascript");
+    row("the log on request, in English", {"status", "--verbose"}, 1, "",
+        "tarnwick-cli: log: Error: the list of network services could not be read.\n", {}, {}, "silent");
+    row("no log unless asked", {"status"}, 1, "",
+        "tarnwick-cli: nothing could be read: networksetup -listnetworkserviceorder failed: it printed nothing\n", {},
+        {}, "silent");
     // The machine keeps reporting the old address: the change did not land, whatever the command said.
     row("a change that did not land", {"apply", "Wi-Fi", "LA-Network"}, 1, "",
         "tarnwick-cli: refused: Wi-Fi now uses DHCP: the fixed address was not set because the system reported no "
@@ -150,11 +184,15 @@ void TestCli::runsCommandAgainstSimulatedMac()
     QFETCH(uint, euid);
 
     FakeMac mac; // its home folder is root's under sudo
-    if (failure == QLatin1String("stuck"))
+    QStringList switches = failure.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    if (switches.removeAll(QStringLiteral("stuck")))
         mac.setReplay(QStringLiteral("getinfo-Wi-Fi"), QStringLiteral("DHCP Configuration\nIP address: 10.0.0.23\n"));
-    else
-        mac.setFailure(failure.section(QLatin1Char(' '), 0, 0));
-    mac.setErrorsToStdout(failure.endsWith(QLatin1String("stdout")));
+    mac.setErrorsToStdout(switches.removeAll(QStringLiteral("stdout")));
+    for (const QString& word : std::as_const(switches)) {
+        if (word.startsWith(QLatin1String("hold=")))
+            mac.setHold(word.mid(5));
+    }
+    mac.setFailure(switches.filter(QRegularExpression(QStringLiteral("^[a-z]+$"))).join(QLatin1Char(' ')));
     QTemporaryDir users;
     QVERIFY(QDir().mkpath(users.filePath(QStringLiteral("bob"))));
     for (const QString& user : {QStringLiteral("alice"), QStringLiteral("carol")}) {
@@ -175,12 +213,18 @@ void TestCli::runsCommandAgainstSimulatedMac()
     }
     QCOMPARE(output, out);
     QVERIFY2(err.isEmpty() ? errors.isEmpty() : errors.contains(err), qPrintable(errors));
+    QCOMPARE(errors.contains(QLatin1String("log:")), arguments.contains(QLatin1String("--verbose")));
     QStringList changesRun;
     for (const QStringList& call : mac.calls()) {
         if (call.value(1).startsWith(QLatin1String("-set")))
             changesRun.append(call.mid(1).join(QLatin1Char('|')));
     }
     QCOMPARE(changesRun, changes);
+    // Bad usage runs nothing, except the reading that finds a service unknown; status and profiles write nothing.
+    if (status == Cli::BadUsage && !err.contains(QLatin1String("no service")))
+        QCOMPARE(mac.calls(), QList<QStringList>());
+    if (arguments.contains(QLatin1String("status")) || arguments.contains(QLatin1String("profiles")))
+        QVERIFY(!QFile::exists(mac.homeDir() + QStringLiteral("/Library")));
     // Under sudo the home folder is root's: nothing may be created there, nor in the invoking user's.
     if (euid == 0 && !sudoUser.isEmpty())
         QVERIFY(!QFile::exists(mac.homeDir() + QStringLiteral("/Library")));
