@@ -34,8 +34,8 @@ private slots:
     void keepsWhatAFileHolds_data()
     {
         QTest::addColumn<QString>("name");
-        for (const QString& name : QDir(TARNWICK_FIXTURES_DIR "/config").entryList({"*.xml"}))
-            QTest::newRow(qPrintable(name)) << "config/" + name;
+        for (const QString& name : QDir(TARNWICK_CONFIG_FILES_DIR).entryList({"*.xml"}))
+            QTest::newRow(qPrintable(name)) << QString(TARNWICK_CONFIG_FILES_DIR "/" + name);
     }
 
     // A wrong or broken file keeps what was read before the fault; the save afterwards shows exactly what.
@@ -43,9 +43,9 @@ private slots:
     {
         QFETCH(QString, name);
         StoreSession s;
-        s.write(FakeMac::fixture(name).toUtf8());
+        s.write(StoreSession::read(name));
         QVERIFY(s.start().save());
-        QCOMPARE(QString(s.file()), FakeMac::fixture(name + ".saved"));
+        QCOMPARE(s.file(), StoreSession::read(name + ".saved"));
     }
 
     void startsEmptyWhenTheFileCannotBeHad_data()
@@ -92,7 +92,7 @@ private slots:
         QVERIFY(store.updateEntry("LA-Network", lab) && store.updateSetting("default_network_id", "42"));
         QVERIFY(store.updateSetting("theme", "dark"));
         QCOMPARE(store.getParameter("Studio", "gateway"), "192.168.3.1");
-        QCOMPARE(QString(s.file()), FakeMac::fixture("config/changed.saved"));
+        QCOMPARE(s.file(), StoreSession::read(TARNWICK_CONFIG_FILES_DIR "/changed.saved"));
     }
 };
 
