@@ -241,9 +241,15 @@ bool ConfigManager::replaceFile(const QByteArray& bytes, QString* error)
     QSaveFile file(path);
     // Writing in place is the one way an interrupted save could still leave half a file.
     file.setDirectWriteFallback(false);
-    // Some Qt versions miss a failure of the last write (a full disk) unless it is flushed first.
-    const bool written =
-        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() && file.commit();
+    // Unbuffered, a write that stops short (a full disk, a size limit) returns what it wrote, and the next
+    // one fails with the system's reason; a buffered one would report an unknown error.
+    bool written = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    for (qint64 done = 0; written && done < bytes.size();) {
+        const qint64 step = file.write(bytes.constData() + done, bytes.size() - done);
+        written = step > 0;
+        done += step;
+    }
+    written = written && file.commit();
     if (!written) {
         qDebug() << "Cannot write file" << file.errorString();
         if (error)
