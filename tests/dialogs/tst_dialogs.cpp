@@ -22,7 +22,16 @@ template <typename Dialog> struct Opened : BoxAnswerer
         active = QTest::qWaitForWindowActive(&dialog);
     }
     template <typename T = QWidget> T* child(const QString& name) { return dialog.template findChild<T*>(name); }
-    void press(const char* button) { QTest::mouseClick(child<QAbstractButton>(button), Qt::LeftButton); }
+    // The boxes seen, with the home folder shown as "~".
+    QStringList notices(const QString& home) { return QStringList(seen).replaceInStrings(home, "~"); }
+    // A button's name clicks it; "Return in <field>" presses Enter there.
+    void press(const QString& what)
+    {
+        if (what.startsWith("Return in "))
+            QTest::keyClick(child(what.section(' ', 2)), Qt::Key_Return);
+        else
+            QTest::mouseClick(child<QAbstractButton>(what), Qt::LeftButton);
+    }
     void type(const char* field, const QString& text) { QTest::keyClicks(child(field), text); }
     // The profile form as "name|address|mask|gateway"; filling replaces each field with the text typed.
     QString form()
@@ -105,15 +114,31 @@ private slots:
             "Warning; Error; Failed to add profile. A profile with this name may already exist.");
         row("choosing a row after Add edits that profile", true, 2, {"Management", "10.9.0.0", "255.255.0.0", ""},
             "Management|10.9.0.0|255.255.0.0|", Editing);
-        row("renamed in place, blank gateway, non-contiguous mask", false, 1,
-            {" Studio ", "192.168.3.0", "255.0.255.0", " "}, "Studio|192.168.3.0|255.0.255.0|", Editing, {}, {},
-            {"LA-Network", "Studio", "Management", "APIPA-FIX"});
+        row("a mask with a gap", false, 1, {"Intercom", "192.168.3.0", "255.0.255.0", ""},
+            "Intercom|192.168.3.0|255.0.255.0|", Editing,
+            invalid + "Invalid subnet mask: the one bits of 255.0.255.0 are not contiguous (as in 255.255.254.0).",
+            "lineEditMask");
+        row("renamed in place by Enter in the mask, blank gateway", false, 1,
+            {" Studio ", "192.168.2.0", "255.255.254.0", " "}, "Studio|192.168.2.0|255.255.254.0|", Editing, {}, {},
+            {"LA-Network", "Studio", "Management", "APIPA-FIX"}, "Return in lineEditMask");
+        row("a new profile saved by Enter is the chosen row", true, -1, {"Lab", "10.0.0.0", "255.0.0.0", ""},
+            "Lab|10.0.0.0|255.0.0.0|", Editing, {}, {}, stored + QStringList{"Lab"}, "Return in lineEditName");
         row("a rename to a taken name is refused", false, 0, {"Intercom", "192.168.1.0", "255.255.255.0", ""},
             "Intercom|192.168.1.0|255.255.255.0|", Editing,
             "Warning; Error; Failed to rename profile. The name may already be in use.");
-        row("a save that cannot be written says so", false, 1, {"Intercom", "192.168.9.0", "255.255.255.0", ""},
-            "Intercom|192.168.9.0|255.255.255.0|", Editing, "Critical; Error; Failed to update profile.", {}, {},
-            "buttonSave", QMessageBox::Yes, false);
+        const QString unwritable = "\nCould not save ~/Library/Tarnwick/config.xml: Not a directory";
+        row("a save that cannot be written says why", false, 1, {"Intercom", "192.168.9.0", "255.255.255.0", ""},
+            "Intercom|192.168.9.0|255.255.255.0|", Editing, "Critical; Error; Failed to update profile." + unwritable,
+            {}, {}, "buttonSave", QMessageBox::Yes, false);
+        row("a new profile that cannot be written stays new and unlisted", true, -1,
+            {"Lab", "10.0.0.0", "255.0.0.0", ""}, "Lab|10.0.0.0|255.0.0.0|", New,
+            "Critical; Error; Failed to add profile." + unwritable, {}, {}, "Return in lineEditAddress",
+            QMessageBox::Yes, false);
+        row("a deletion that cannot be written keeps the profile", false, 2, {},
+            "Management|192.168.0.0|255.255.254.0|192.168.0.1", Editing,
+            "Question; Confirm Deletion; Delete profile \"Management\"? / Critical; Error; Failed to delete profile." +
+                unwritable,
+            {}, {}, "buttonDelete", QMessageBox::Yes, false);
         row("a deletion declined", false, 2, {}, "Management|192.168.0.0|255.255.254.0|192.168.0.1", Editing,
             "Question; Confirm Deletion; Delete profile \"Management\"?", {}, {}, "buttonDelete", QMessageBox::No);
         row("a deletion confirmed leaves nothing chosen", false, 2, {}, "|||", Idle,
@@ -145,16 +170,23 @@ private slots:
         QVERIFY(writable || (QDir(folder).removeRecursively() && QFile(folder).open(QIODevice::WriteOnly)));
         d.plan = {answer};
         if (!press.isEmpty())
-            d.press(qPrintable(press));
+            d.press(press);
+        QVERIFY(d.dialog.isVisible());
         QCOMPARE(d.form(), form);
         QCOMPARE(d.child("lineEditName")->isEnabled() && d.child("buttonSave")->isEnabled(), state != Idle);
         QCOMPARE(d.child("buttonDelete")->isEnabled(), state == Editing);
         QFETCH(QString, focus);
         QVERIFY(focus.isEmpty() || d.dialog.focusWidget()->objectName() == focus);
         QFETCH(QString, notice);
-        QCOMPARE(d.seen, notice.isEmpty() ? QStringList() : QStringList{notice});
+        QCOMPARE(d.notices(s.mac.homeDir()).join(" / "), notice);
+        // The list shows what the store holds, saved or not, and the profile edited is its chosen row.
         QFETCH(QStringList, profiles);
         QCOMPARE(d.rows("listProfiles"), profiles);
+        QCOMPARE(s.store->getProfileEntries(), profiles);
+        const QList<QListWidgetItem*> chosen = d.child<QListWidget>("listProfiles")->selectedItems();
+        QVERIFY(state == Editing || chosen.isEmpty());
+        QVERIFY(state != Editing || !notice.isEmpty() ||
+                (chosen.size() == 1 && chosen.first()->text() == form.section(u'|', 0, 0)));
         // The file holds what the dialog shows after a save, and a profile without a router has no gateway.
         if (!writable)
             return;
@@ -165,6 +197,77 @@ private slots:
                                  file.getParameter(name, "gateway")};
         QVERIFY(state != Editing || !notice.isEmpty() || values.join(u'|') == form);
         QVERIFY(!s.file().contains("<gateway></gateway>"));
+    }
+
+    void asksBeforeDroppingEdits_data()
+    {
+        QTest::addColumn<bool>("add");
+        QTest::addColumn<QString>("typed"); // name|address|mask|gateway, each field replaced; empty types nothing
+        QTest::addColumn<bool>("escape");   // Escape rather than Close
+        QTest::addColumn<QList<QMessageBox::StandardButton>>("answers");
+        QTest::addColumn<QString>("notices");
+        QTest::addColumn<bool>("closed");
+        QTest::addColumn<bool>("saved"); // the typed profile is in the file, else the file is as it was
+        const QString asked = "Question; Unsaved Changes; Save changes to \"LA-Network\"?";
+        const QString edited = "LA-Network|192.168.7.0|255.255.255.0|";
+        using Answers = QList<QMessageBox::StandardButton>;
+        QTest::newRow("nothing edited") << false << "" << false << Answers{} << "" << true << false;
+        QTest::newRow("the stored values typed again, blanks around")
+            << false << " LA-Network|192.168.1.0 |255.255.255.0|192.168.1.1" << false << Answers{} << "" << true
+            << false;
+        QTest::newRow("edits saved") << false << edited << false << Answers{QMessageBox::Save} << asked << true << true;
+        QTest::newRow("edits discarded") << false << edited << false << Answers{QMessageBox::Discard} << asked << true
+                                         << false;
+        QTest::newRow("Cancel keeps the dialog and the edits")
+            << false << edited << false << Answers{QMessageBox::Cancel} << asked << false << false;
+        QTest::newRow("Escape asks too") << false << edited << true << Answers{QMessageBox::Cancel} << asked << false
+                                         << false;
+        QTest::newRow("a new profile saved") << true << "Lab|10.0.0.0|255.0.0.0|" << false << Answers{QMessageBox::Save}
+                                             << "Question; Unsaved Changes; Save changes to \"Lab\"?" << true << true;
+        QTest::newRow("invalid edits stay to be fixed")
+            << false << "LA-Network|192.168.1.0|255.0.255.0|" << false << Answers{QMessageBox::Save}
+            << asked + " / Warning; Validation Error; Invalid subnet mask: the one bits of 255.0.255.0 are not "
+                       "contiguous (as in 255.255.254.0)."
+            << false << false;
+    }
+
+    // Leaving the profile manager never drops typed values without a word, and Save is the default answer.
+    void asksBeforeDroppingEdits()
+    {
+        QFETCH(bool, add);
+        QFETCH(QString, typed);
+        QFETCH(bool, escape);
+        QFETCH(QList<QMessageBox::StandardButton>, answers);
+        QFETCH(QString, notices);
+        QFETCH(bool, closed);
+        QFETCH(bool, saved);
+        StoreSession s;
+        Opened<ProfileDialog> d(s.start());
+        QVERIFY(d.active);
+        const QByteArray before = s.file();
+        if (add)
+            d.press("buttonAdd");
+        if (!typed.isEmpty())
+            d.fill(typed);
+        d.plan = answers;
+        if (escape)
+            QTest::keyClick(&d.dialog, Qt::Key_Escape);
+        else
+            d.press("buttonClose");
+        QCOMPARE(d.seen.join(" / "), notices);
+        QVERIFY(d.defaults.isEmpty() || d.defaults.first() == QMessageBox::Save);
+        QCOMPARE(d.dialog.isVisible(), !closed);
+        QVERIFY(closed || d.form() == typed);
+        if (!saved) {
+            QCOMPARE(s.file(), before);
+            return;
+        }
+        const ConfigManager file(QStringLiteral("config.xml"), StoreSession::defaultConfig);
+        const QString name = typed.section(u'|', 0, 0);
+        QCOMPARE(QStringList({name, file.getParameter(name, "address"), file.getParameter(name, "mask"),
+                              file.getParameter(name, "gateway")})
+                     .join(u'|'),
+                 typed);
     }
 
     void savesSettingsOnlyOnSave()
