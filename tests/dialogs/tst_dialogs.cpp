@@ -60,6 +60,12 @@ template <typename Dialog> struct Opened : BoxAnswerer
     bool active = false;
 };
 
+// The settings as the store holds them: "host/name|name...".
+QString settingsShown(const ConfigManager& store)
+{
+    return QString::number(store.defaultHost()) + u'/' + store.getForbiddenInterfaces().join(u'|');
+}
+
 // What the profile form allows afterwards: nothing, editing the chosen profile, or entering a new one.
 enum FormState { Idle, Editing, New };
 
@@ -274,7 +280,7 @@ private slots:
     {
         StoreSession s;
         ConfigManager& store = s.start();
-        // Shown as stored: the list splits only at ", ", blank names dropped and the others trimmed.
+        // An older joined list splits only at ", ", blank names dropped and the others trimmed.
         store.updateSetting("default_network_id", "1");
         store.updateSetting("forbidden_interfaces", "  Thunderbolt Bridge ,   Pont Thunderbolt  , , Wi-Fi,Ethernet");
         const QByteArray before = s.file();
@@ -283,49 +289,86 @@ private slots:
         QCOMPARE(d->child<QSpinBox>("spinBoxNetworkId")->text() + '/' + d->rows("listForbidden").join('|'),
                  "1/Thunderbolt Bridge|Pont Thunderbolt|Wi-Fi,Ethernet");
         d->child<QSpinBox>("spinBoxNetworkId")->selectAll();
-        d->type("spinBoxNetworkId", "42");
+        d->type("spinBoxNetworkId", "255");
         d->child<QListWidget>("listForbidden")->setCurrentRow(1);
         d->press("buttonRemove");
-        // A typed name goes to the list and leaves the field; a blank one is not added and stays typed.
-        for (const char* typed : {"  USB LAN ", "Pont Thunderbolt", "   "}) {
+        // A typed name goes to the list once, whole, and leaves the field; a blank one is not added and stays.
+        for (const char* typed : {"  USB LAN ", "Dock, left", "Pont Thunderbolt", "Wi-Fi,Ethernet", "   "}) {
             d->type("lineEditForbidden", typed);
             d->press("buttonAdd");
         }
         QVERIFY(d->child<QLineEdit>("lineEditForbidden")->text() == "   " && s.file() == before);
         d->press("buttonSave");
         QVERIFY(!d->dialog.isVisible());
-        const QByteArray saved = "<default_network_id>42</default_network_id>\n      <forbidden_interfaces>"
-                                 "Thunderbolt Bridge, Wi-Fi,Ethernet, USB LAN, Pont Thunderbolt</forbidden_interfaces>";
-        QVERIFY(s.file().contains(saved));
-        // Close drops the edits.
+        const QString shown = "255/Thunderbolt Bridge|Wi-Fi,Ethernet|USB LAN|Dock, left|Pont Thunderbolt";
+        QVERIFY(s.file().contains("<default_network_id>255</default_network_id>") &&
+                s.file().contains("<interface>Dock, left</interface>"));
+        // Close drops the edits; the next opening shows what was saved, each name whole.
         d = std::make_unique<Opened<SettingsDialog>>(store);
-        d->child<QSpinBox>("spinBoxNetworkId")->setValue(7);
+        QCOMPARE(d->child<QSpinBox>("spinBoxNetworkId")->text() + '/' + d->rows("listForbidden").join('|'), shown);
+        d->child<QSpinBox>("spinBoxNetworkId")->setValue(0);
         d->press("buttonClose");
-        QVERIFY(s.file().contains(saved));
+        QCOMPARE(settingsShown(store), shown);
+
+        // A save that cannot be written says why and leaves the dialog open with its edits.
+        const QString folder = QFileInfo(s.path).path();
+        QVERIFY(QDir(folder).removeRecursively() && QFile(folder).open(QIODevice::WriteOnly));
+        d = std::make_unique<Opened<SettingsDialog>>(store);
+        d->child<QSpinBox>("spinBoxNetworkId")->setValue(0);
+        d->press("buttonSave");
+        QCOMPARE(d->notices(s.mac.homeDir()), QStringList{"Critical; Error; The settings were not saved.\nCould not "
+                                                          "save ~/Library/Tarnwick/config.xml: Not a directory"});
+        QVERIFY(d->dialog.isVisible() && d->child<QSpinBox>("spinBoxNetworkId")->value() == 0);
+        QCOMPARE(settingsShown(store), shown);
     }
 
-    void restoresDefaultsOnlyAfterYes()
+    void showsTheDefaultHost_data()
+    {
+        QTest::addColumn<QByteArray>("stored");
+        QTest::addColumn<int>("shown");
+        QTest::newRow("none") << QByteArray() << 201;
+        QTest::newRow("0") << QByteArray("<default_network_id>0</default_network_id>") << 0;
+        QTest::newRow("255") << QByteArray("<default_network_id>255</default_network_id>") << 255;
+        QTest::newRow("256") << QByteArray("<default_network_id>256</default_network_id>") << 201;
+        QTest::newRow("not a number") << QByteArray("<default_network_id>4x</default_network_id>") << 201;
+    }
+
+    // The Settings show the host number the window and the command line use.
+    void showsTheDefaultHost()
+    {
+        QFETCH(QByteArray, stored);
+        QFETCH(int, shown);
+        StoreSession s;
+        s.write("<root><settings>" + stored + "</settings></root>");
+        Opened<SettingsDialog> d(s.start());
+        QCOMPARE(d.child<QSpinBox>("spinBoxNetworkId")->value(), shown);
+        QCOMPARE(s.store->defaultHost(), shown);
+    }
+
+    void restoresDefaultsOnlyWhenConfirmed()
     {
         StoreSession s;
         ConfigManager& store = s.start();
         QVERIFY(store.addEntry("Lab", {{"address", "10.0.0.0"}, {"mask", "255.0.0.0"}}));
-        // An id out of range is shown as the usual host number.
-        QVERIFY(store.updateSetting("default_network_id", "0") && store.updateSetting("forbidden_interfaces", "Wi-Fi"));
+        QVERIFY(store.updateSetting("default_network_id", "0") && store.setForbiddenInterfaces({"Wi-Fi"}));
         const QByteArray before = s.file();
         Opened<SettingsDialog> d(store);
         QVERIFY(d.active);
-        d.plan = {QMessageBox::No, QMessageBox::Yes};
+        d.plan = {QMessageBox::Cancel, QMessageBox::RestoreDefaults};
         d.press("buttonRestore");
-        QVERIFY(s.file() == before &&
-                d.child<QSpinBox>("spinBoxNetworkId")->text() + '/' + d.rows("listForbidden").join('|') == "201/Wi-Fi");
+        QVERIFY(s.file() == before && settingsShown(store) == "0/Wi-Fi");
         d.press("buttonRestore");
-        const QString question = "Question; Confirm Restore; Restore default configuration?\nThis will reset all "
-                                 "profiles and settings.";
+        const QString question = "Question; Confirm Restore; Restore the default configuration?\nThis replaces all "
+                                 "profiles and settings. A copy of the current file is kept beside it, in ~/Library/"
+                                 "Tarnwick, as \"config.xml.before-restore-<time>\".";
         const QString kept = d.seen.value(2).section(" kept in ", 1);
-        QCOMPARE(d.seen, (QStringList{question, question,
-                                      "Information; Success; Default configuration restored. Your previous profiles "
-                                      "are kept in " +
-                                          kept}));
+        QCOMPARE(d.notices(s.mac.homeDir()),
+                 (QStringList{question, question,
+                              "Information; Success; Default configuration restored. Your previous profiles are kept "
+                              "in " +
+                                  QString(kept).replace(s.mac.homeDir(), "~")}));
+        // Cancel is the default: Enter or a slip of the hand keeps the profiles.
+        QCOMPARE(d.defaults.mid(0, 2), (QList<QMessageBox::StandardButton>{QMessageBox::Cancel, QMessageBox::Cancel}));
         QVERIFY2(kept.startsWith(s.path + ".before-restore-"), qPrintable(kept));
         QCOMPARE(StoreSession::read(kept), before);
         QVERIFY(d.dialog.isVisible());
