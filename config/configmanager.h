@@ -51,9 +51,9 @@ public:
     bool checkFile();
     static bool copyFile(const QString& source, const QString& destination);
     bool load(const QString& path);
-    // Every operation that writes the file fails with the file left as it was, the model as it was before
-    // the call and, when error is given, the reason in the system's words with the file's path. A request
-    // the store refuses (a taken or reserved name) fails with an empty reason.
+    // An operation that cannot write the file leaves it as it was and the model as it was before the call,
+    // and gives error the reason in the system's words with the file's path. A request the store refuses
+    // (a taken or reserved name) fails with an empty reason.
     bool save(QString* error = nullptr);
     // Without config.xml, writes the default; with one, keeps a copy of it first.
     bool restoreDefault(QString* error = nullptr);

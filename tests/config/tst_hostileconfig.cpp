@@ -85,48 +85,6 @@ private slots:
         QVERIFY(copy.open(QIODevice::ReadOnly) && copy.readAll() == bytes);
         QVERIFY(ConfigManager(QStringLiteral("config.xml"), QString()).readCleanly());
     }
-
-    void keepsOnlyTheFileThatWasUnreadable_data()
-    {
-        QTest::addColumn<QString>("meanwhile");
-        QTest::addColumn<int>("copies");
-        QTest::newRow("left as it was") << "nothing" << 1;
-        QTest::newRow("moved away") << "moved" << 0;
-        QTest::newRow("replaced by another file") << "replaced" << 0;
-    }
-
-    // A file moved away or replaced while the program runs is not the one the user was told about: there
-    // is nothing of it to keep, and every save goes through.
-    void keepsOnlyTheFileThatWasUnreadable()
-    {
-        QFETCH(QString, meanwhile);
-        QFETCH(int, copies);
-        QTemporaryDir home;
-        qputenv("HOME", home.path().toUtf8());
-        const QDir folder(home.filePath(QStringLiteral("Library/Tarnwick")));
-        QVERIFY(folder.mkpath(QStringLiteral(".")));
-        const QString path = folder.filePath(QStringLiteral("config.xml"));
-        const QByteArray cut = "<root><config><name>Lab</name><address>10.0.0.0</addr";
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(cut) == cut.size());
-        file.close();
-        ConfigManager store(QStringLiteral("config.xml"), QStringLiteral(":/resources/resources/default-config.xml"));
-        QVERIFY(!store.readCleanly());
-        if (meanwhile == QLatin1String("moved"))
-            QVERIFY(QFile::rename(path, home.filePath(QStringLiteral("elsewhere.xml"))));
-        if (meanwhile == QLatin1String("replaced"))
-            QVERIFY(QFile::remove(path) && file.open(QIODevice::WriteOnly) && file.write("<root/>") == 7);
-        file.close();
-        for (const char* name : {"Lab 1", "Lab 2"}) {
-            QString error;
-            QVERIFY2(store.addEntry(QString::fromLatin1(name), {}, &error), qPrintable(error));
-        }
-        const QStringList kept = folder.entryList({QStringLiteral("config.xml.unreadable-*")});
-        QCOMPARE(kept.size(), copies);
-        QCOMPARE(store.lastKeptCopy(), copies ? folder.filePath(kept.first()) : QString());
-        QCOMPARE(ConfigManager(QStringLiteral("config.xml"), QString()).getProfileEntries(),
-                 (QStringList{QStringLiteral("Lab 1"), QStringLiteral("Lab 2")}));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestHostileConfig)

@@ -183,6 +183,9 @@ private slots:
         QVERIFY(bytesOf(first) == generation(0) && bytesOf(store.lastKeptCopy()).contains("<name>Lab</name>"));
         QCOMPARE(home.entries().size(), 6);
         QVERIFY(!QFile::exists(older.arg(1)) && QFile::exists(older.arg(2)));
+        // With no file to replace, restore only writes the default.
+        QVERIFY(QFile::remove(home.path()) && store.restoreDefault() && store.lastKeptCopy().isEmpty());
+        QVERIFY(bytesOf(home.path()) == bytesOf(defaultConfig) && home.entries().size() == 6);
     }
 };
 
