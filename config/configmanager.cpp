@@ -82,8 +82,8 @@ QStringList readForbidden(QXmlStreamReader& reader)
             reader.skipCurrentElement();
     }
     QStringList names;
-    for (const QString& part : joined.split(ConfigManager::FORBIDDEN_SEPARATOR))
-        names.append(part.trimmed());
+    for (const QString& name : joined.split(ConfigManager::FORBIDDEN_SEPARATOR))
+        names.append(name.trimmed());
     names += children;
     names.removeIf([](const QString& name) { return name.trimmed().isEmpty(); });
     return names;
@@ -608,8 +608,8 @@ bool ConfigManager::updateSetting(const QString& key, const QString& value, QStr
 {
     if (key == FORBIDDEN_KEY) {
         QStringList names;
-        for (const QString& part : value.split(FORBIDDEN_SEPARATOR))
-            names.append(part.trimmed());
+        for (const QString& name : value.split(FORBIDDEN_SEPARATOR))
+            names.append(name.trimmed());
         return setForbiddenInterfaces(names, error);
     }
     return change(
