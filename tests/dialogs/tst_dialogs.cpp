@@ -12,8 +12,8 @@ namespace {
 
 const QStringList fields{"lineEditName", "lineEditAddress", "lineEditMask", "lineEditGateway"};
 
-// A dialog shown over the store as the window opens it, with a test's hands on its widgets. Its list may
-// pick a first row when the dialog takes the focus, which must be over before a test acts.
+// A dialog shown over the store as the window opens it, with a test's hands on its widgets. It is active
+// before a test acts, so that keys reach the field they are meant for.
 template <typename Dialog> struct Opened : BoxAnswerer
 {
     explicit Opened(ConfigManager& store) : dialog(store, nullptr)
