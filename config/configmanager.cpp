@@ -6,11 +6,13 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QObject>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -51,6 +53,47 @@ void writeTextElement(QXmlStreamWriter& writer, const QString& name, const QStri
     writer.writeEndElement();
 }
 
+// What tells one file from another at the same path: a file put in its place has another inode, one
+// rewritten in place another size or time. Empty for anything but a regular file.
+QString fileIdentity(const QString& path)
+{
+    struct stat status;
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0 || !S_ISREG(status.st_mode))
+        return QString();
+    return QStringLiteral("%1:%2:%3:%4")
+        .arg(status.st_dev)
+        .arg(status.st_ino)
+        .arg(status.st_size)
+        .arg(QFileInfo(path).lastModified().toMSecsSinceEpoch());
+}
+
+// The names of a forbidden_interfaces element: one per interface child, or the older joined text. A
+// name is kept whole, blanks and commas included; only blank ones are dropped.
+QStringList readForbidden(QXmlStreamReader& reader)
+{
+    QString joined;
+    QStringList children;
+    while (reader.readNext() != QXmlStreamReader::EndElement && !reader.hasError()) {
+        if (reader.isCharacters())
+            joined += reader.text();
+        else if (reader.isStartElement() && reader.name() == ConfigManager::INTERFACE_KEY)
+            children.append(reader.readElementText());
+        else if (reader.isStartElement())
+            reader.skipCurrentElement();
+    }
+    QStringList names;
+    for (const QString& name : joined.split(ConfigManager::FORBIDDEN_SEPARATOR))
+        names.append(name.trimmed());
+    names += children;
+    names.removeIf([](const QString& name) { return name.trimmed().isEmpty(); });
+    return names;
+}
+
+QString saveError(const QString& path, const QString& reason)
+{
+    return QObject::tr("Could not save %1: %2").arg(QDir::toNativeSeparators(path), reason);
+}
+
 } // namespace
 
 const QString ConfigManager::version = QStringLiteral("25.708-1047");
@@ -62,6 +105,7 @@ const QString ConfigManager::MASK_KEY = QStringLiteral("mask");
 const QString ConfigManager::GATEWAY_KEY = QStringLiteral("gateway");
 const QString ConfigManager::NETWORK_ID_KEY = QStringLiteral("default_network_id");
 const QString ConfigManager::FORBIDDEN_KEY = QStringLiteral("forbidden_interfaces");
+const QString ConfigManager::INTERFACE_KEY = QStringLiteral("interface");
 const QString ConfigManager::FORBIDDEN_SEPARATOR = QStringLiteral(", ");
 
 ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile)
@@ -112,6 +156,7 @@ bool ConfigManager::load(const QString& path)
     const auto unreadable = [&](const QString& why) {
         problem = why;
         keepUnreadable = info.isFile() && path == configDir + fileName;
+        unreadableFile = keepUnreadable ? fileIdentity(path) : QString();
     };
     const QString notRegular = QObject::tr("The configuration file is not an ordinary file.");
     // Opening a FIFO blocks until something writes to it, and a device may never end: only a regular
@@ -151,22 +196,43 @@ bool ConfigManager::load(const QString& path)
     return true;
 }
 
-bool ConfigManager::save()
+bool ConfigManager::save(QString* error)
 {
+    if (error)
+        error->clear();
+    QByteArray bytes;
+    QXmlStreamWriter writer(&bytes);
+    write(writer);
     const QString path = configDir + fileName;
     const QFileInfo existing(path);
     if (existing.exists() && !existing.isFile()) {
         qDebug() << "Cannot write file" << QStringLiteral("not a regular file");
+        if (error)
+            *error = saveError(path, QObject::tr("it is not an ordinary file"));
         return false;
     }
-    if (keepUnreadable) {
-        keptCopy = keepCopy(unreadableKind);
-        if (keptCopy.isEmpty()) {
+    // A file put in place of the unreadable one, or none at all, needs no copy: only what was reported
+    // as unreadable is kept.
+    if (keepUnreadable && isTheUnreadableFile()) {
+        QString why;
+        const QString copy = keepCopy(unreadableKind, &why);
+        if (copy.isEmpty()) {
             qDebug() << "Cannot write file" << QStringLiteral("no copy could be kept of the unreadable file");
+            if (error)
+                *error = saveError(path, QObject::tr("no copy could be kept of the unreadable file (%1)").arg(why));
             return false;
         }
-        keepUnreadable = false;
+        keptCopy = copy;
     }
+    keepUnreadable = false;
+    return replaceFile(bytes, error);
+}
+
+// Puts the bytes in place of config.xml in one step: a failure leaves the old file as it was.
+bool ConfigManager::replaceFile(const QByteArray& bytes, QString* error)
+{
+    const QString path = configDir + fileName;
+    const QFileInfo existing(path);
     // A copy of the compiled-in default is read-only, which QSaveFile refuses and would pass on to the
     // new file: the owner may read and write config.xml, as when the file is made anew.
     const QFile::Permissions before = existing.permissions();
@@ -175,15 +241,19 @@ bool ConfigManager::save()
     QSaveFile file(path);
     // Writing in place is the one way an interrupted save could still leave half a file.
     file.setDirectWriteFallback(false);
-    bool written = file.open(QIODevice::WriteOnly | QIODevice::Text);
-    if (written) {
-        QXmlStreamWriter writer(&file);
-        write(writer);
-        // Some Qt versions miss a failure of the last write (a full disk) unless it is flushed first.
-        written = !writer.hasError() && file.flush() && file.commit();
+    // Unbuffered, a write that stops short (a full disk, a size limit) returns what it wrote, and the next
+    // one fails with the system's reason; a buffered one would report an unknown error.
+    bool written = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    for (qint64 done = 0; written && done < bytes.size();) {
+        const qint64 step = file.write(bytes.constData() + done, bytes.size() - done);
+        written = step > 0;
+        done += step;
     }
+    written = written && file.commit();
     if (!written) {
         qDebug() << "Cannot write file" << file.errorString();
+        if (error)
+            *error = saveError(path, file.errorString());
         if (loosened)
             QFile::setPermissions(path, before);
         return false;
@@ -191,29 +261,58 @@ bool ConfigManager::save()
     return true;
 }
 
-bool ConfigManager::restoreDefault()
+bool ConfigManager::restoreDefault(QString* error)
 {
+    if (error)
+        error->clear();
     const QString path = configDir + fileName;
     keptCopy.clear();
-    if (!QFileInfo(path).isFile())
+    const auto fail = [&](const QString& reason) {
+        if (error)
+            *error = QObject::tr("Could not restore the default configuration in %1: %2")
+                         .arg(QDir::toNativeSeparators(path), reason);
         return false;
-    // A file that could not be read at start-up is kept as such; otherwise as what restore replaced.
-    keptCopy = keepCopy(keepUnreadable ? unreadableKind : beforeRestoreKind);
-    if (keptCopy.isEmpty() || !QFile::remove(path))
+    };
+    const QFileInfo existing(path);
+    if (existing.exists() && !existing.isFile())
+        return fail(QObject::tr("it is not an ordinary file"));
+    QFile source(defaultFile);
+    if (!source.open(QIODevice::ReadOnly))
+        return fail(QObject::tr("the default %1 cannot be read (%2)").arg(defaultFile, source.errorString()));
+    const QByteArray bytes = source.readAll();
+    if (existing.exists()) {
+        // A file that could not be read at start-up is kept as such; otherwise as what restore replaced.
+        QString why;
+        keptCopy = keepCopy(keepUnreadable && isTheUnreadableFile() ? unreadableKind : beforeRestoreKind, &why);
+        if (keptCopy.isEmpty())
+            return fail(QObject::tr("no copy could be kept of the file it replaces (%1)").arg(why));
+    } else if (!QDir().mkpath(configDir)) {
+        return fail(QObject::tr("the folder %1 cannot be made").arg(QDir::toNativeSeparators(configDir)));
+    }
+    QString why;
+    if (!replaceFile(bytes, &why)) {
+        if (error)
+            *error = why;
         return false;
+    }
     keepUnreadable = false;
-    if (!checkFile())
-        return false;
     entryNames.clear();
     entries.clear();
+    forbidden.reset();
     load(path);
     return true;
+}
+
+bool ConfigManager::isTheUnreadableFile() const
+{
+    const QString identity = fileIdentity(configDir + fileName);
+    return !identity.isEmpty() && identity == unreadableFile;
 }
 
 // Keeps config.xml as it is now beside it, unless a copy of that kind with the same bytes is there
 // already, and then only the newest copies of that kind. Returns the copy's path, empty when none
 // could be made.
-QString ConfigManager::keepCopy(const QString& kind)
+QString ConfigManager::keepCopy(const QString& kind, QString* error)
 {
     const QString path = configDir + fileName;
     const QDir dir(configDir);
@@ -230,8 +329,12 @@ QString ConfigManager::keepCopy(const QString& kind)
         stamp = stamp.addSecs(1);
     } while (QFileInfo(copy).exists() || QFileInfo(copy).isSymLink());
     // A file its owner may not read can still be kept, under a second name that needs no reading.
-    if (!QFile::copy(path, copy) && ::link(QFile::encodeName(path).constData(), QFile::encodeName(copy).constData()))
+    QFile original(path);
+    if (!original.copy(copy) && ::link(QFile::encodeName(path).constData(), QFile::encodeName(copy).constData())) {
+        if (error)
+            *error = original.errorString();
         return QString();
+    }
     const QStringList copies = dir.entryList(filter, QDir::Files, QDir::Name);
     for (qsizetype i = 0; i + copiesKept < copies.size(); ++i)
         QFile::remove(dir.filePath(copies.at(i)));
@@ -244,6 +347,8 @@ void ConfigManager::print()
         qDebug() << QString(section.key() + QLatin1Char(':'));
         for (auto it = section->cbegin(); it != section->cend(); ++it)
             qDebug() << "  -" << it.key() << ":" << it.value();
+        if (section.key() == SETTINGS)
+            qDebug() << "  -" << FORBIDDEN_KEY << ":" << getForbiddenInterfaces();
     }
 }
 
@@ -255,36 +360,71 @@ void ConfigManager::read(QXmlStreamReader& reader)
         reader.raiseError(QObject::tr("Incorrect file"));
         return;
     }
+    QList<std::pair<QString, ProfileEntry>> profiles;
+    std::optional<ProfileEntry> settings;
+    std::optional<QStringList> names;
     while (reader.readNextStartElement()) {
         if (reader.name() == QLatin1String("config")) {
+            QString name;
             ProfileEntry entry;
             while (reader.readNextStartElement()) {
                 const QString key = reader.name().toString();
                 const QString text = reader.readElementText();
+                // A value cut short by a fault is never taken.
+                if (reader.hasError())
+                    break;
                 if (key == QLatin1String("name"))
-                    entryNames.append(text);
+                    name = text;
                 else
                     entry.insert(key, text);
             }
-            // A section without a name of its own lands on the one read before it; the very first
-            // section has none to land on and is dropped.
-            if (!entryNames.isEmpty())
-                entries.insert(entryNames.last(), entry);
+            if (!name.isEmpty())
+                profiles.append({name, entry});
         } else if (reader.name() == SETTINGS) {
-            ProfileEntry entry;
-            entryNames.append(SETTINGS);
+            // A second settings section replaces the first.
+            settings.emplace();
+            names.reset();
             while (reader.readNextStartElement()) {
                 const QString key = reader.name().toString();
-                entry.insert(key, reader.readElementText());
+                if (key == FORBIDDEN_KEY) {
+                    const QStringList list = readForbidden(reader);
+                    if (!reader.hasError())
+                        names = list;
+                } else {
+                    const QString text = reader.readElementText();
+                    if (!reader.hasError())
+                        settings->insert(key, text);
+                }
+                if (reader.hasError())
+                    break;
             }
-            entries.insert(SETTINGS, entry);
         } else {
             reader.skipCurrentElement();
         }
     }
+    // Whatever follows the root is read too, so that a file with more after it counts as broken.
+    while (!reader.atEnd() && !reader.hasError())
+        reader.readNext();
+    // In a broken file a profile without its address or mask may have lost them to the fault: applying
+    // it would set an address nobody chose.
+    if (reader.hasError()) {
+        profiles.removeIf([](const std::pair<QString, ProfileEntry>& profile) {
+            return !profile.second.contains(ADDRESS_KEY) || !profile.second.contains(MASK_KEY);
+        });
+    }
+    for (const auto& [name, entry] : std::as_const(profiles)) {
+        entryNames.append(name);
+        entries.insert(name, entry);
+    }
+    if (settings) {
+        if (!entryNames.contains(SETTINGS))
+            entryNames.append(SETTINGS);
+        entries.insert(SETTINGS, *settings);
+        forbidden = names;
+    }
 }
 
-void ConfigManager::write(QXmlStreamWriter& writer)
+void ConfigManager::write(QXmlStreamWriter& writer) const
 {
     writer.setAutoFormatting(true);
     writer.setAutoFormattingIndent(3);
@@ -293,7 +433,7 @@ void ConfigManager::write(QXmlStreamWriter& writer)
     for (const QString& name : std::as_const(entryNames)) {
         if (name == SETTINGS)
             continue;
-        const ProfileEntry& entry = entries[name];
+        const ProfileEntry entry = entries.value(name);
         writer.writeStartElement(QStringLiteral("config"));
         writeTextElement(writer, QStringLiteral("name"), name);
         for (const QString& key : {ADDRESS_KEY, MASK_KEY, GATEWAY_KEY}) {
@@ -302,13 +442,30 @@ void ConfigManager::write(QXmlStreamWriter& writer)
         }
         writer.writeEndElement();
     }
-    const auto settings = entries.constFind(SETTINGS);
-    if (settings != entries.cend()) {
-        writer.writeStartElement(SETTINGS);
-        for (auto it = settings->cbegin(); it != settings->cend(); ++it)
+    // Always complete, so that a file read without its settings gets them back with the next save. The
+    // list takes its place among the keys in their order.
+    ProfileEntry settings = entries.value(SETTINGS);
+    if (!settings.contains(NETWORK_ID_KEY))
+        settings.insert(NETWORK_ID_KEY, QString::number(DEFAULT_HOST));
+    settings.insert(FORBIDDEN_KEY, QString());
+    writer.writeStartElement(SETTINGS);
+    for (auto it = settings.cbegin(); it != settings.cend(); ++it) {
+        if (it.key() != FORBIDDEN_KEY) {
             writeTextElement(writer, it.key(), it.value());
+            continue;
+        }
+        const QStringList names = getForbiddenInterfaces();
+        // An empty list stays the empty element older versions wrote.
+        if (names.isEmpty()) {
+            writer.writeTextElement(FORBIDDEN_KEY, QString());
+            continue;
+        }
+        writer.writeStartElement(FORBIDDEN_KEY);
+        for (const QString& name : names)
+            writeTextElement(writer, INTERFACE_KEY, name);
         writer.writeEndElement();
     }
+    writer.writeEndElement();
     writer.writeEndElement();
     writer.writeEndDocument();
 }
@@ -325,48 +482,110 @@ QList<QString> ConfigManager::getProfileEntries() const
 
 QString ConfigManager::getParameter(const QString& section, const QString& key) const
 {
+    if (section == SETTINGS && key == FORBIDDEN_KEY)
+        return getForbiddenInterfaces().join(FORBIDDEN_SEPARATOR);
     return entries.value(section).value(key);
+}
+
+int ConfigManager::defaultHost() const
+{
+    static const QRegularExpression wholeNumber(QStringLiteral("^[0-9]{1,3}$"));
+    const QString text = getParameter(SETTINGS, NETWORK_ID_KEY);
+    if (!wholeNumber.match(text).hasMatch() || text.toInt() > 255)
+        return DEFAULT_HOST;
+    return text.toInt();
 }
 
 QStringList ConfigManager::getForbiddenInterfaces() const
 {
-    QStringList names;
-    for (const QString& part : getParameter(SETTINGS, FORBIDDEN_KEY).split(FORBIDDEN_SEPARATOR)) {
-        const QString name = part.trimmed();
-        if (!name.isEmpty())
-            names.append(name);
-    }
-    return names;
+    return forbidden ? *forbidden : defaultForbidden();
 }
 
-bool ConfigManager::addEntry(const QString& name, const QMap<QString, QString>& entry)
+QStringList ConfigManager::defaultForbidden() const
 {
+    if (!builtInForbidden) {
+        ConfigManager defaults;
+        QFile file(defaultFile.isEmpty() ? DEFAULT_RESOURCE : defaultFile);
+        if (file.open(QIODevice::ReadOnly)) {
+            QXmlStreamReader reader(&file);
+            defaults.read(reader);
+        }
+        builtInForbidden = defaults.forbidden.value_or(QStringList());
+    }
+    return *builtInForbidden;
+}
+
+// Applies a change to the model and saves it; when the save fails the model goes back to what it was.
+bool ConfigManager::change(const std::function<void()>& apply, QString* error)
+{
+    const QList<QString> names = entryNames;
+    const QMap<QString, ProfileEntry> sections = entries;
+    const std::optional<QStringList> hidden = forbidden;
+    apply();
+    if (save(error))
+        return true;
+    entryNames = names;
+    entries = sections;
+    forbidden = hidden;
+    return false;
+}
+
+bool ConfigManager::setForbiddenInterfaces(const QStringList& names, QString* error)
+{
+    QStringList kept = names;
+    kept.removeIf([](const QString& name) { return name.trimmed().isEmpty(); });
+    return change(
+        [&] {
+            if (!entries.contains(SETTINGS)) {
+                entryNames.append(SETTINGS);
+                entries.insert(SETTINGS, ProfileEntry());
+            }
+            forbidden = kept;
+        },
+        error);
+}
+
+bool ConfigManager::addEntry(const QString& name, const QMap<QString, QString>& entry, QString* error)
+{
+    if (error)
+        error->clear();
     if (name.isEmpty() || entries.contains(name) || name == SETTINGS)
         return false;
-    entryNames.append(name);
-    entries.insert(name, entry);
-    return save();
+    return change(
+        [&] {
+            entryNames.append(name);
+            entries.insert(name, entry);
+        },
+        error);
 }
 
-bool ConfigManager::removeEntry(const QString& name)
+bool ConfigManager::removeEntry(const QString& name, QString* error)
 {
+    if (error)
+        error->clear();
     if (entries.isEmpty() || !entries.contains(name) || name == SETTINGS)
         return false;
-    entryNames.removeAll(name);
-    entries.remove(name);
-    return save();
+    return change(
+        [&] {
+            entryNames.removeAll(name);
+            entries.remove(name);
+        },
+        error);
 }
 
-bool ConfigManager::updateEntry(const QString& name, const QMap<QString, QString>& entry)
+bool ConfigManager::updateEntry(const QString& name, const QMap<QString, QString>& entry, QString* error)
 {
+    if (error)
+        error->clear();
     if (!entries.contains(name) || name == SETTINGS)
         return false;
-    entries.insert(name, entry);
-    return save();
+    return change([&] { entries.insert(name, entry); }, error);
 }
 
-bool ConfigManager::renameEntry(const QString& oldName, const QString& newName)
+bool ConfigManager::renameEntry(const QString& oldName, const QString& newName, QString* error)
 {
+    if (error)
+        error->clear();
     if (entries.isEmpty() || !entries.contains(oldName))
         return false;
     if (oldName == SETTINGS || newName == SETTINGS || newName.isEmpty())
@@ -375,19 +594,31 @@ bool ConfigManager::renameEntry(const QString& oldName, const QString& newName)
         return true;
     if (entries.contains(newName))
         return false;
-    entries.insert(newName, entries.take(oldName));
-    const qsizetype index = entryNames.indexOf(oldName);
-    if (index >= 0)
-        entryNames[index] = newName;
-    return save();
+    return change(
+        [&] {
+            entries.insert(newName, entries.take(oldName));
+            const qsizetype index = entryNames.indexOf(oldName);
+            if (index >= 0)
+                entryNames[index] = newName;
+        },
+        error);
 }
 
-bool ConfigManager::updateSetting(const QString& key, const QString& value)
+bool ConfigManager::updateSetting(const QString& key, const QString& value, QString* error)
 {
-    if (!entries.contains(SETTINGS)) {
-        entryNames.append(SETTINGS);
-        entries.insert(SETTINGS, ProfileEntry());
+    if (key == FORBIDDEN_KEY) {
+        QStringList names;
+        for (const QString& name : value.split(FORBIDDEN_SEPARATOR))
+            names.append(name.trimmed());
+        return setForbiddenInterfaces(names, error);
     }
-    entries[SETTINGS].insert(key, value);
-    return save();
+    return change(
+        [&] {
+            if (!entries.contains(SETTINGS)) {
+                entryNames.append(SETTINGS);
+                entries.insert(SETTINGS, ProfileEntry());
+            }
+            entries[SETTINGS].insert(key, value);
+        },
+        error);
 }

@@ -5,12 +5,15 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+#include <optional>
+
 class QXmlStreamReader;
 class QXmlStreamWriter;
 
 // One section of the configuration: a profile ("address", "mask", optional "gateway") or the
-// settings ("default_network_id", "forbidden_interfaces"). A profile's name is the key it is stored
-// under, never a key inside it.
+// settings ("default_network_id" and any other key). A profile's name is the key it is stored under,
+// never a key inside it; the forbidden services are a list of their own, not a key.
 using ProfileEntry = QMap<QString, QString>;
 
 class ConfigManager
@@ -27,8 +30,12 @@ public:
     static const QString GATEWAY_KEY;
     static const QString NETWORK_ID_KEY;
     static const QString FORBIDDEN_KEY;
-    // The forbidden services' stored list is these names joined by this separator.
+    // Each forbidden service is one element of this name inside FORBIDDEN_KEY. Older files hold the names
+    // joined by FORBIDDEN_SEPARATOR as the element's text, which is still read.
+    static const QString INTERFACE_KEY;
     static const QString FORBIDDEN_SEPARATOR;
+    // The host number when the settings hold none from 0 to 255.
+    static constexpr int DEFAULT_HOST = 201;
 
     ConfigManager(const QString& fileName, const QString& defaultFile);
     // A store tied to no file, filled only by load(): for reading profiles where creating a file is
@@ -38,11 +45,18 @@ public:
     // The folder that holds the configuration in the given home folder, ending in "/".
     static QString configDirIn(const QString& home);
 
+    // The full path of config.xml.
+    QString filePath() const { return configDir + fileName; }
+
     bool checkFile();
     static bool copyFile(const QString& source, const QString& destination);
     bool load(const QString& path);
-    bool save();
-    bool restoreDefault();
+    // An operation that cannot write the file leaves it as it was and the model as it was before the call,
+    // and gives error the reason in the system's words with the file's path. A request the store refuses
+    // (a taken or reserved name) fails with an empty reason.
+    bool save(QString* error = nullptr);
+    // Without config.xml, writes the default; with one, keeps a copy of it first.
+    bool restoreDefault(QString* error = nullptr);
     void print();
 
     // Whether the last load() read its whole file as a configuration. When it did not (the file could not
@@ -50,33 +64,48 @@ public:
     // why in words for the user; before anything replaces such a regular file, a copy of it is kept.
     bool readCleanly() const { return problem.isEmpty(); }
     QString readProblem() const { return problem; }
-    // The full path of the copy that the last restoreDefault() kept of the file it replaced (or that a
-    // save kept of an unreadable file); empty when none was kept.
+    // The full path of the copy that the last restoreDefault() kept of the file it replaced, or that a
+    // save kept of an unreadable file; empty when none was kept.
     QString lastKeptCopy() const { return keptCopy; }
 
     QList<QString> getProfileEntries() const;
+    // The forbidden services are given as their names joined by FORBIDDEN_SEPARATOR.
     QString getParameter(const QString& section, const QString& key) const;
-    // The services the user has forbidden: never offered, never changed.
+    // The host number proposed for a profile's address: the stored one when it is a whole number from 0
+    // to 255, else DEFAULT_HOST.
+    int defaultHost() const;
+    // The services the user has forbidden, never offered, never changed; the default file's when the
+    // settings hold no list.
     QStringList getForbiddenInterfaces() const;
-    bool addEntry(const QString& name, const QMap<QString, QString>& entry);
-    bool removeEntry(const QString& name);
-    bool updateEntry(const QString& name, const QMap<QString, QString>& entry);
-    bool renameEntry(const QString& oldName, const QString& newName);
-    bool updateSetting(const QString& key, const QString& value);
+    bool setForbiddenInterfaces(const QStringList& names, QString* error = nullptr);
+    bool addEntry(const QString& name, const QMap<QString, QString>& entry, QString* error = nullptr);
+    bool removeEntry(const QString& name, QString* error = nullptr);
+    bool updateEntry(const QString& name, const QMap<QString, QString>& entry, QString* error = nullptr);
+    bool renameEntry(const QString& oldName, const QString& newName, QString* error = nullptr);
+    // FORBIDDEN_KEY takes the names joined by FORBIDDEN_SEPARATOR.
+    bool updateSetting(const QString& key, const QString& value, QString* error = nullptr);
 
-    // The reading and writing rules of config.xml, on any stream (used by load() and save()).
+    // The reading and writing rules of config.xml, on any stream (used by load() and save()). A broken
+    // document keeps only the profiles read whole; the settings are always written complete.
     void read(QXmlStreamReader& reader);
-    void write(QXmlStreamWriter& writer);
+    void write(QXmlStreamWriter& writer) const;
 
 private:
-    QString keepCopy(const QString& kind);
+    bool change(const std::function<void()>& apply, QString* error);
+    bool replaceFile(const QByteArray& bytes, QString* error);
+    QString keepCopy(const QString& kind, QString* error = nullptr);
+    bool isTheUnreadableFile() const;
+    QStringList defaultForbidden() const;
 
     QString fileName;
     QString defaultFile;
     QString configDir;
     QList<QString> entryNames;
     QMap<QString, ProfileEntry> entries;
+    std::optional<QStringList> forbidden; // none when the file held no list
     QString problem;
     bool keepUnreadable = false; // the file read at start-up is kept as a copy before it is replaced
+    QString unreadableFile;      // what tells that file from one put in its place since
     QString keptCopy;
+    mutable std::optional<QStringList> builtInForbidden;
 };

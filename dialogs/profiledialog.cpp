@@ -4,6 +4,7 @@
 #include "config/configmanager.h"
 #include "network/networkmanager.h"
 
+#include <QLineEdit>
 #include <QMap>
 #include <QMessageBox>
 
@@ -17,8 +18,14 @@ ProfileDialog::ProfileDialog(ConfigManager& config, QWidget* parent)
     connect(ui->buttonDelete, &QAbstractButton::clicked, this, &ProfileDialog::onDeleteProfile);
     connect(ui->buttonSave, &QAbstractButton::clicked, this, &ProfileDialog::onSave);
     connect(ui->buttonClose, &QAbstractButton::clicked, this, &QWidget::close);
+    // Enter in a field saves the profile and keeps the dialog open: no button is the dialog's default.
+    for (QLineEdit* field : {ui->lineEditName, ui->lineEditAddress, ui->lineEditMask, ui->lineEditGateway})
+        connect(field, &QLineEdit::returnPressed, this, &ProfileDialog::onSave);
 
     loadProfileList();
+    // The first profile is shown, and chosen in the list, from the start.
+    if (ui->listProfiles->count() > 0)
+        ui->listProfiles->setCurrentRow(0);
 }
 
 ProfileDialog::~ProfileDialog()
@@ -99,8 +106,9 @@ void ProfileDialog::onDeleteProfile()
     if (answer != QMessageBox::Yes)
         return;
 
-    if (!config.removeEntry(currentProfileName)) {
-        QMessageBox::critical(this, tr("Error"), tr("Failed to delete profile."), QMessageBox::Ok);
+    QString error;
+    if (!config.removeEntry(currentProfileName, &error)) {
+        showSaveFailure(tr("Failed to delete profile."), error);
         return;
     }
     loadProfileList();
@@ -128,9 +136,12 @@ bool ProfileDialog::validateFields()
         return fail(tr("The name \"%1\" is reserved.").arg(name), ui->lineEditName);
     if (!NetworkManager::isIPv4(address))
         return fail(tr("Invalid IP address."), ui->lineEditAddress);
-    // A mask is only judged as an address: non-contiguous masks are allowed.
     if (!NetworkManager::isIPv4(mask))
         return fail(tr("Invalid subnet mask."), ui->lineEditMask);
+    // The system refuses a mask with a gap when the profile is applied; better to hear it now.
+    if (!NetworkManager::isNetmask(mask))
+        return fail(tr("Invalid subnet mask: the one bits of %1 are not contiguous (as in 255.255.254.0).").arg(mask),
+                    ui->lineEditMask);
     if (!gateway.isEmpty() && !NetworkManager::isIPv4(gateway))
         return fail(tr("Invalid gateway address."), ui->lineEditGateway);
     return true;
@@ -138,8 +149,13 @@ bool ProfileDialog::validateFields()
 
 void ProfileDialog::onSave()
 {
+    saveProfile();
+}
+
+bool ProfileDialog::saveProfile()
+{
     if (!validateFields())
-        return;
+        return false;
 
     const QString name = ui->lineEditName->text().trimmed();
     QMap<QString, QString> entry;
@@ -150,23 +166,37 @@ void ProfileDialog::onSave()
     if (!gateway.isEmpty())
         entry.insert(ConfigManager::GATEWAY_KEY, gateway);
 
+    // The store gives no reason when it refuses a name, and the system's when it cannot write the file.
+    QString error;
     if (isNewProfile) {
-        if (!config.addEntry(name, entry)) {
-            QMessageBox::warning(this, tr("Error"),
-                                 tr("Failed to add profile. A profile with this name may already exist."),
-                                 QMessageBox::Ok);
-            return;
+        if (!config.addEntry(name, entry, &error)) {
+            if (!error.isEmpty())
+                showSaveFailure(tr("Failed to add profile."), error);
+            else
+                QMessageBox::warning(this, tr("Error"),
+                                     tr("Failed to add profile. A profile with this name may already exist."),
+                                     QMessageBox::Ok);
+            return false;
         }
     } else {
-        if (name != currentProfileName && !config.renameEntry(currentProfileName, name)) {
-            QMessageBox::warning(this, tr("Error"), tr("Failed to rename profile. The name may already be in use."),
-                                 QMessageBox::Ok);
-            return;
+        if (name != currentProfileName) {
+            if (!config.renameEntry(currentProfileName, name, &error)) {
+                if (!error.isEmpty())
+                    showSaveFailure(tr("Failed to rename profile."), error);
+                else
+                    QMessageBox::warning(this, tr("Error"),
+                                         tr("Failed to rename profile. The name may already be in use."),
+                                         QMessageBox::Ok);
+                return false;
+            }
+            // The rename is saved even if the values cannot be: the form goes on editing the renamed profile.
+            currentProfileName = name;
+            if (QListWidgetItem* item = ui->listProfiles->currentItem())
+                item->setText(name);
         }
-        // A rename that went through stays even if the values cannot be written.
-        if (!config.updateEntry(name, entry)) {
-            QMessageBox::critical(this, tr("Error"), tr("Failed to update profile."), QMessageBox::Ok);
-            return;
+        if (!config.updateEntry(name, entry, &error)) {
+            showSaveFailure(tr("Failed to update profile."), error);
+            return false;
         }
     }
 
@@ -175,4 +205,41 @@ void ProfileDialog::onSave()
     const QList<QListWidgetItem*> found = ui->listProfiles->findItems(name, Qt::MatchExactly);
     if (!found.isEmpty())
         ui->listProfiles->setCurrentItem(found.first());
+    return true;
+}
+
+void ProfileDialog::showSaveFailure(const QString& what, const QString& error)
+{
+    QMessageBox::critical(this, tr("Error"), error.isEmpty() ? what : what + QLatin1Char('\n') + error,
+                          QMessageBox::Ok);
+}
+
+bool ProfileDialog::hasUnsavedEdits() const
+{
+    if (!ui->lineEditName->isEnabled())
+        return false;
+    const QString name = ui->lineEditName->text().trimmed();
+    const QString address = ui->lineEditAddress->text().trimmed();
+    const QString mask = ui->lineEditMask->text().trimmed();
+    const QString gateway = ui->lineEditGateway->text().trimmed();
+    if (isNewProfile)
+        return !(name + address + mask + gateway).isEmpty();
+    return name != currentProfileName ||
+           address != config.getParameter(currentProfileName, ConfigManager::ADDRESS_KEY) ||
+           mask != config.getParameter(currentProfileName, ConfigManager::MASK_KEY) ||
+           gateway != config.getParameter(currentProfileName, ConfigManager::GATEWAY_KEY);
+}
+
+void ProfileDialog::reject()
+{
+    if (hasUnsavedEdits()) {
+        const QString name = isNewProfile ? ui->lineEditName->text().trimmed() : currentProfileName;
+        const QMessageBox::StandardButton answer = QMessageBox::question(
+            this, tr("Unsaved Changes"),
+            name.isEmpty() ? tr("Save the new profile?") : tr("Save changes to \"%1\"?").arg(name),
+            QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+        if (answer != QMessageBox::Discard && (answer != QMessageBox::Save || !saveProfile()))
+            return;
+    }
+    QDialog::reject();
 }

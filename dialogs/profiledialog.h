@@ -18,6 +18,10 @@ public:
     ProfileDialog(ConfigManager& config, QWidget* parent);
     ~ProfileDialog() override;
 
+public slots:
+    // Close, the window's close box and Escape all end here: unsaved edits are offered to be saved first.
+    void reject() override;
+
 private slots:
     void onProfileSelected();
     void onAddProfile();
@@ -30,6 +34,9 @@ private:
     void clearDetails();
     void setFieldsEnabled(bool enabled);
     bool validateFields();
+    bool saveProfile();
+    bool hasUnsavedEdits() const;
+    void showSaveFailure(const QString& what, const QString& error);
 
     Ui::ProfileDialog* ui;
     ConfigManager& config;

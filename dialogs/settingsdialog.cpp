@@ -4,12 +4,9 @@
 #include "config/configmanager.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QStringList>
-
-namespace {
-const int fallbackNetworkId = 201;
-} // namespace
 
 SettingsDialog::SettingsDialog(ConfigManager& config, QWidget* parent)
     : QDialog(parent), ui(new Ui::SettingsDialog), config(config)
@@ -32,9 +29,7 @@ SettingsDialog::~SettingsDialog()
 
 void SettingsDialog::loadSettings()
 {
-    const int networkId = config.getParameter(ConfigManager::SETTINGS, ConfigManager::NETWORK_ID_KEY).toInt();
-    // A missing or broken value shows the usual host number rather than the spin box's clamped bound.
-    ui->spinBoxNetworkId->setValue(networkId >= 1 && networkId <= 254 ? networkId : fallbackNetworkId);
+    ui->spinBoxNetworkId->setValue(config.defaultHost());
 
     ui->listForbidden->clear();
     ui->listForbidden->addItems(config.getForbiddenInterfaces());
@@ -45,7 +40,13 @@ void SettingsDialog::onAdd()
     const QString name = ui->lineEditForbidden->text().trimmed();
     if (name.isEmpty())
         return;
-    ui->listForbidden->addItem(name);
+    // A service is hidden by its whole name, so a name already listed is only shown again.
+    const QList<QListWidgetItem*> listed =
+        ui->listForbidden->findItems(name, Qt::MatchExactly | Qt::MatchCaseSensitive);
+    if (listed.isEmpty())
+        ui->listForbidden->addItem(name);
+    ui->listForbidden->setCurrentItem(listed.isEmpty() ? ui->listForbidden->item(ui->listForbidden->count() - 1)
+                                                       : listed.first());
     ui->lineEditForbidden->clear();
 }
 
@@ -59,26 +60,37 @@ void SettingsDialog::onRemove()
 
 void SettingsDialog::onSave()
 {
-    const QString networkId = QString::number(ui->spinBoxNetworkId->value());
     QStringList names;
     for (int row = 0; row < ui->listForbidden->count(); ++row)
         names.append(ui->listForbidden->item(row)->text());
 
-    // The list is only written when the network id could be; either way the dialog ends without a word.
-    if (config.updateSetting(ConfigManager::NETWORK_ID_KEY, networkId))
-        config.updateSetting(ConfigManager::FORBIDDEN_KEY, names.join(ConfigManager::FORBIDDEN_SEPARATOR));
+    // The list is only written when the host number could be; either failure keeps the dialog open.
+    QString error;
+    if (!config.updateSetting(ConfigManager::NETWORK_ID_KEY, QString::number(ui->spinBoxNetworkId->value()), &error) ||
+        !config.setForbiddenInterfaces(names, &error)) {
+        QMessageBox::critical(this, tr("Error"), tr("The settings were not saved.\n%1").arg(error), QMessageBox::Ok);
+        return;
+    }
     close();
 }
 
 void SettingsDialog::onRestore()
 {
+    QString question = tr("Restore the default configuration?\nThis replaces all profiles and settings.");
+    const QFileInfo file(config.filePath());
+    if (file.exists())
+        question += QLatin1Char(' ') + tr("A copy of the current file is kept beside it, in %1, as \"%2\".")
+                                           .arg(QDir::toNativeSeparators(file.absolutePath()),
+                                                file.fileName() + QStringLiteral(".before-restore-<time>"));
     const QMessageBox::StandardButton answer = QMessageBox::question(
-        this, tr("Confirm Restore"), tr("Restore default configuration?\nThis will reset all profiles and settings."),
-        QMessageBox::Yes | QMessageBox::No, QMessageBox::NoButton);
-    if (answer != QMessageBox::Yes)
+        this, tr("Confirm Restore"), question, QMessageBox::RestoreDefaults | QMessageBox::Cancel, QMessageBox::Cancel);
+    if (answer != QMessageBox::RestoreDefaults)
         return;
-    if (!config.restoreDefault())
+    QString error;
+    if (!config.restoreDefault(&error)) {
+        QMessageBox::critical(this, tr("Error"), error, QMessageBox::Ok);
         return;
+    }
     loadSettings();
     // Restore replaces every profile: the user learns where the replaced file is kept.
     if (!config.lastKeptCopy().isEmpty())

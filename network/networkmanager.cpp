@@ -164,6 +164,18 @@ bool NetworkManager::isIPv4(const QString& text)
     return expression.match(text).hasMatch();
 }
 
+bool NetworkManager::isNetmask(const QString& text)
+{
+    if (!isIPv4(text))
+        return false;
+    quint32 mask = 0;
+    for (const QString& octet : text.split(QLatin1Char('.')))
+        mask = (mask << 8) | octet.toUInt();
+    // The host bits of a mask are a run of ones from the lowest bit up, so one more carries through them all.
+    const quint32 hostBits = ~mask;
+    return (hostBits & (hostBits + 1)) == 0;
+}
+
 QString NetworkManager::NetmaskHex2Str(const QString& hex)
 {
     if (hex.size() < 4 || hex.size() > 10)

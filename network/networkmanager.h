@@ -40,6 +40,8 @@ public:
     static InterfaceMap parseIfconfig(const QString& text);
 
     static bool isIPv4(const QString& text);
+    // A dotted IPv4 mask whose one bits are contiguous: 255.255.254.0, not 255.0.255.0.
+    static bool isNetmask(const QString& text);
     static QString NetmaskHex2Str(const QString& hex);
 
     // The address Apply sets for a profile: the profile's network with the host number as its fourth

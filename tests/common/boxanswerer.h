@@ -4,11 +4,12 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QMetaEnum>
+#include <QPushButton>
 #include <QTimer>
 
 // Answers every message box that opens while it lives, so that no test blocks in a box's exec(): with
 // the planned buttons in turn, then No, else the box's first button. Each box is recorded as
-// "icon; title; text", with "; informative text" when it has one.
+// "icon; title; text", with "; informative text" when it has one, and its default button beside.
 class BoxAnswerer : public QObject
 {
 public:
@@ -23,6 +24,7 @@ public:
                                     box->windowTitle(), box->text()}
                             .join(QLatin1String("; ")) +
                         (informative.isEmpty() ? QString() : QLatin1String("; ") + informative));
+            defaults.append(box->standardButton(box->defaultButton()));
             QAbstractButton* button = box->button(plan.isEmpty() ? QMessageBox::No : plan.takeFirst());
             (button ? button : box->buttons().constFirst())->click();
         });
@@ -31,6 +33,7 @@ public:
 
     QList<QMessageBox::StandardButton> plan;
     QStringList seen;
+    QList<QMessageBox::StandardButton> defaults;
 
 private:
     QTimer poll;

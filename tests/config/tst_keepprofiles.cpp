@@ -86,7 +86,11 @@ int child(const QByteArray& role)
     } else if (geteuid() == 0 && setuid(65534) != 0) { // root writes into any folder, an ordinary user does not
         return 3;
     }
-    return store.addEntry(QStringLiteral("Lab"), {{QStringLiteral("address"), QStringLiteral("10.0.0.0")}}) ? 0 : 1;
+    QString error;
+    const bool saved =
+        store.addEntry(QStringLiteral("Lab"), {{QStringLiteral("address"), QStringLiteral("10.0.0.0")}}, &error);
+    std::printf("%s\n", qPrintable(error));
+    return saved ? 0 : 1;
 }
 
 } // namespace
@@ -132,8 +136,9 @@ private slots:
     void failedSaveLeavesTheOldFile_data()
     {
         QTest::addColumn<QByteArray>("fault");
-        QTest::newRow("file-size limit") << QByteArray("file-size limit");
-        QTest::newRow("read-only folder") << QByteArray("read-only folder");
+        QTest::addColumn<QByteArray>("reason");
+        QTest::newRow("file-size limit") << QByteArray("file-size limit") << QByteArray("File too large");
+        QTest::newRow("read-only folder") << QByteArray("read-only folder") << QByteArray("Permission denied");
     }
 
     void failedSaveLeavesTheOldFile()
@@ -153,6 +158,10 @@ private slots:
             QSKIP("the fault cannot be set up here");
         QCOMPARE(saver.exitCode(), 1);
         QVERIFY(saver.readAllStandardError().contains("Cannot write file"));
+        // The caller is told why, in the system's words, with the file's path.
+        QFETCH(QByteArray, reason);
+        QCOMPARE(saver.readAllStandardOutput().trimmed(),
+                 "Could not save " + QFile::encodeName(home.path()) + ": " + reason);
         QCOMPARE(bytesOf(home.path()), bytesOf(defaultConfig));
         QCOMPARE(home.entries(), QStringList{QStringLiteral("config.xml")});
         QFile::setPermissions(home.folder(), QFile::Permissions(0x7755));
@@ -174,6 +183,9 @@ private slots:
         QVERIFY(bytesOf(first) == generation(0) && bytesOf(store.lastKeptCopy()).contains("<name>Lab</name>"));
         QCOMPARE(home.entries().size(), 6);
         QVERIFY(!QFile::exists(older.arg(1)) && QFile::exists(older.arg(2)));
+        // With no file to replace, restore only writes the default.
+        QVERIFY(QFile::remove(home.path()) && store.restoreDefault() && store.lastKeptCopy().isEmpty());
+        QVERIFY(bytesOf(home.path()) == bytesOf(defaultConfig) && home.entries().size() == 6);
     }
 };
 

@@ -12,8 +12,8 @@ namespace {
 
 const QStringList fields{"lineEditName", "lineEditAddress", "lineEditMask", "lineEditGateway"};
 
-// A dialog shown over the store as the window opens it, with a test's hands on its widgets. Its list may
-// pick a first row when the dialog takes the focus, which must be over before a test acts.
+// A dialog shown over the store as the window opens it, with a test's hands on its widgets. It is active
+// before a test acts, so that keys reach the field they are meant for.
 template <typename Dialog> struct Opened : BoxAnswerer
 {
     explicit Opened(ConfigManager& store) : dialog(store, nullptr)
@@ -22,7 +22,16 @@ template <typename Dialog> struct Opened : BoxAnswerer
         active = QTest::qWaitForWindowActive(&dialog);
     }
     template <typename T = QWidget> T* child(const QString& name) { return dialog.template findChild<T*>(name); }
-    void press(const char* button) { QTest::mouseClick(child<QAbstractButton>(button), Qt::LeftButton); }
+    // The boxes seen, with the home folder shown as "~".
+    QStringList notices(const QString& home) { return QStringList(seen).replaceInStrings(home, "~"); }
+    // A button's name clicks it; "Return in <field>" presses Enter there.
+    void press(const QString& what)
+    {
+        if (what.startsWith("Return in "))
+            QTest::keyClick(child(what.section(' ', 2)), Qt::Key_Return);
+        else
+            QTest::mouseClick(child<QAbstractButton>(what), Qt::LeftButton);
+    }
     void type(const char* field, const QString& text) { QTest::keyClicks(child(field), text); }
     // The profile form as "name|address|mask|gateway"; filling replaces each field with the text typed.
     QString form()
@@ -39,6 +48,8 @@ template <typename Dialog> struct Opened : BoxAnswerer
             QTest::keyClicks(child(fields[i]), typed.section(u'|', i, i));
         }
     }
+    // The settings as the dialog shows them: "host/name|name...".
+    QString settings() { return child<QSpinBox>("spinBoxNetworkId")->text() + '/' + rows("listForbidden").join('|'); }
     QStringList rows(const char* list)
     {
         QStringList texts;
@@ -50,6 +61,12 @@ template <typename Dialog> struct Opened : BoxAnswerer
     Dialog dialog;
     bool active = false;
 };
+
+// The settings as the store holds them: "host/name|name...".
+QString settingsShown(const ConfigManager& store)
+{
+    return QString::number(store.defaultHost()) + u'/' + store.getForbiddenInterfaces().join(u'|');
+}
 
 // What the profile form allows afterwards: nothing, editing the chosen profile, or entering a new one.
 enum FormState { Idle, Editing, New };
@@ -105,15 +122,31 @@ private slots:
             "Warning; Error; Failed to add profile. A profile with this name may already exist.");
         row("choosing a row after Add edits that profile", true, 2, {"Management", "10.9.0.0", "255.255.0.0", ""},
             "Management|10.9.0.0|255.255.0.0|", Editing);
-        row("renamed in place, blank gateway, non-contiguous mask", false, 1,
-            {" Studio ", "192.168.3.0", "255.0.255.0", " "}, "Studio|192.168.3.0|255.0.255.0|", Editing, {}, {},
-            {"LA-Network", "Studio", "Management", "APIPA-FIX"});
+        row("a mask with a gap", false, 1, {"Intercom", "192.168.3.0", "255.0.255.0", ""},
+            "Intercom|192.168.3.0|255.0.255.0|", Editing,
+            invalid + "Invalid subnet mask: the one bits of 255.0.255.0 are not contiguous (as in 255.255.254.0).",
+            "lineEditMask");
+        row("renamed in place by Enter in the mask, blank gateway", false, 1,
+            {" Studio ", "192.168.2.0", "255.255.254.0", " "}, "Studio|192.168.2.0|255.255.254.0|", Editing, {}, {},
+            {"LA-Network", "Studio", "Management", "APIPA-FIX"}, "Return in lineEditMask");
+        row("a new profile saved by Enter is the chosen row", true, -1, {"Lab", "10.0.0.0", "255.0.0.0", ""},
+            "Lab|10.0.0.0|255.0.0.0|", Editing, {}, {}, stored + QStringList{"Lab"}, "Return in lineEditName");
         row("a rename to a taken name is refused", false, 0, {"Intercom", "192.168.1.0", "255.255.255.0", ""},
             "Intercom|192.168.1.0|255.255.255.0|", Editing,
             "Warning; Error; Failed to rename profile. The name may already be in use.");
-        row("a save that cannot be written says so", false, 1, {"Intercom", "192.168.9.0", "255.255.255.0", ""},
-            "Intercom|192.168.9.0|255.255.255.0|", Editing, "Critical; Error; Failed to update profile.", {}, {},
-            "buttonSave", QMessageBox::Yes, false);
+        const QString unwritable = "\nCould not save ~/Library/Tarnwick/config.xml: Not a directory";
+        row("a save that cannot be written says why", false, 1, {"Intercom", "192.168.9.0", "255.255.255.0", ""},
+            "Intercom|192.168.9.0|255.255.255.0|", Editing, "Critical; Error; Failed to update profile." + unwritable,
+            {}, {}, "buttonSave", QMessageBox::Yes, false);
+        row("a new profile that cannot be written stays new and unlisted", true, -1,
+            {"Lab", "10.0.0.0", "255.0.0.0", ""}, "Lab|10.0.0.0|255.0.0.0|", New,
+            "Critical; Error; Failed to add profile." + unwritable, {}, {}, "Return in lineEditAddress",
+            QMessageBox::Yes, false);
+        row("a deletion that cannot be written keeps the profile", false, 2, {},
+            "Management|192.168.0.0|255.255.254.0|192.168.0.1", Editing,
+            "Question; Confirm Deletion; Delete profile \"Management\"? / Critical; Error; Failed to delete profile." +
+                unwritable,
+            {}, {}, "buttonDelete", QMessageBox::Yes, false);
         row("a deletion declined", false, 2, {}, "Management|192.168.0.0|255.255.254.0|192.168.0.1", Editing,
             "Question; Confirm Deletion; Delete profile \"Management\"?", {}, {}, "buttonDelete", QMessageBox::No);
         row("a deletion confirmed leaves nothing chosen", false, 2, {}, "|||", Idle,
@@ -145,16 +178,23 @@ private slots:
         QVERIFY(writable || (QDir(folder).removeRecursively() && QFile(folder).open(QIODevice::WriteOnly)));
         d.plan = {answer};
         if (!press.isEmpty())
-            d.press(qPrintable(press));
+            d.press(press);
+        QVERIFY(d.dialog.isVisible());
         QCOMPARE(d.form(), form);
         QCOMPARE(d.child("lineEditName")->isEnabled() && d.child("buttonSave")->isEnabled(), state != Idle);
         QCOMPARE(d.child("buttonDelete")->isEnabled(), state == Editing);
         QFETCH(QString, focus);
         QVERIFY(focus.isEmpty() || d.dialog.focusWidget()->objectName() == focus);
         QFETCH(QString, notice);
-        QCOMPARE(d.seen, notice.isEmpty() ? QStringList() : QStringList{notice});
+        QCOMPARE(d.notices(s.mac.homeDir()).join(" / "), notice);
+        // The list shows what the store holds, saved or not, and the profile edited is its chosen row.
         QFETCH(QStringList, profiles);
         QCOMPARE(d.rows("listProfiles"), profiles);
+        QCOMPARE(s.store->getProfileEntries(), profiles);
+        const QList<QListWidgetItem*> chosen = d.child<QListWidget>("listProfiles")->selectedItems();
+        QVERIFY(state == Editing || chosen.isEmpty());
+        QVERIFY(state != Editing || !notice.isEmpty() ||
+                (chosen.size() == 1 && chosen.first()->text() == form.section(u'|', 0, 0)));
         // The file holds what the dialog shows after a save, and a profile without a router has no gateway.
         if (!writable)
             return;
@@ -167,68 +207,137 @@ private slots:
         QVERIFY(!s.file().contains("<gateway></gateway>"));
     }
 
+    void asksBeforeDroppingEdits_data()
+    {
+        QTest::addColumn<bool>("add");
+        QTest::addColumn<QString>("typed"); // name|address|mask|gateway, each field replaced; empty types nothing
+        QTest::addColumn<bool>("escape");   // Escape rather than Close
+        QTest::addColumn<QList<QMessageBox::StandardButton>>("answers");
+        QTest::addColumn<QString>("notices");
+        QTest::addColumn<bool>("closed");
+        QTest::addColumn<bool>("saved");
+        const QString asked = "Question; Unsaved Changes; Save changes to \"LA-Network\"?";
+        const QString edited = "LA-Network|192.168.7.0|255.255.255.0|";
+        using Answers = QList<QMessageBox::StandardButton>;
+        QTest::newRow("nothing edited") << false << "" << false << Answers{} << "" << true << false;
+        QTest::newRow("edits saved") << false << edited << false << Answers{QMessageBox::Save} << asked << true << true;
+        QTest::newRow("edits discarded") << false << edited << false << Answers{QMessageBox::Discard} << asked << true
+                                         << false;
+        QTest::newRow("Escape asks too, Cancel keeps the dialog and the edits")
+            << false << edited << true << Answers{QMessageBox::Cancel} << asked << false << false;
+        QTest::newRow("a new profile saved") << true << "Lab|10.0.0.0|255.0.0.0|" << false << Answers{QMessageBox::Save}
+                                             << "Question; Unsaved Changes; Save changes to \"Lab\"?" << true << true;
+        QTest::newRow("invalid edits stay to be fixed")
+            << false << "LA-Network|192.168.1.0|255.0.255.0|" << false << Answers{QMessageBox::Save}
+            << asked + " / Warning; Validation Error; Invalid subnet mask: the one bits of 255.0.255.0 are not "
+                       "contiguous (as in 255.255.254.0)."
+            << false << false;
+    }
+
+    // Leaving the profile manager never drops typed values without a word, and Save is the default answer.
+    void asksBeforeDroppingEdits()
+    {
+        QFETCH(bool, add);
+        QFETCH(QString, typed);
+        QFETCH(bool, escape);
+        QFETCH(QList<QMessageBox::StandardButton>, answers);
+        QFETCH(QString, notices);
+        QFETCH(bool, closed);
+        QFETCH(bool, saved);
+        StoreSession s;
+        Opened<ProfileDialog> d(s.start());
+        QVERIFY(d.active);
+        const QByteArray before = s.file();
+        if (add)
+            d.press("buttonAdd");
+        if (!typed.isEmpty())
+            d.fill(typed);
+        d.plan = answers;
+        if (escape)
+            QTest::keyClick(&d.dialog, Qt::Key_Escape);
+        else
+            d.press("buttonClose");
+        QCOMPARE(d.seen.join(" / "), notices);
+        QVERIFY(d.defaults.isEmpty() || d.defaults.first() == QMessageBox::Save);
+        QCOMPARE(d.dialog.isVisible(), !closed);
+        QVERIFY(closed || d.form() == typed);
+        QCOMPARE(s.file() != before, saved);
+    }
+
     void savesSettingsOnlyOnSave()
     {
         StoreSession s;
         ConfigManager& store = s.start();
-        // Shown as stored: the list splits only at ", ", blank names dropped and the others trimmed.
+        // An older joined list splits only at ", ", blank names dropped and the others trimmed.
         store.updateSetting("default_network_id", "1");
         store.updateSetting("forbidden_interfaces", "  Thunderbolt Bridge ,   Pont Thunderbolt  , , Wi-Fi,Ethernet");
         const QByteArray before = s.file();
         auto d = std::make_unique<Opened<SettingsDialog>>(store);
         QVERIFY(d->active);
-        QCOMPARE(d->child<QSpinBox>("spinBoxNetworkId")->text() + '/' + d->rows("listForbidden").join('|'),
-                 "1/Thunderbolt Bridge|Pont Thunderbolt|Wi-Fi,Ethernet");
+        QCOMPARE(d->settings(), "1/Thunderbolt Bridge|Pont Thunderbolt|Wi-Fi,Ethernet");
         d->child<QSpinBox>("spinBoxNetworkId")->selectAll();
-        d->type("spinBoxNetworkId", "42");
+        d->type("spinBoxNetworkId", "255");
         d->child<QListWidget>("listForbidden")->setCurrentRow(1);
         d->press("buttonRemove");
-        // A typed name goes to the list and leaves the field; a blank one is not added and stays typed.
-        for (const char* typed : {"  USB LAN ", "Pont Thunderbolt", "   "}) {
+        // A typed name goes to the list once, whole, and leaves the field; a blank one is not added and stays.
+        for (const char* typed : {"  USB LAN ", "Dock, left", "Pont Thunderbolt", "Wi-Fi,Ethernet", "   "}) {
             d->type("lineEditForbidden", typed);
             d->press("buttonAdd");
         }
         QVERIFY(d->child<QLineEdit>("lineEditForbidden")->text() == "   " && s.file() == before);
         d->press("buttonSave");
         QVERIFY(!d->dialog.isVisible());
-        const QByteArray saved = "<default_network_id>42</default_network_id>\n      <forbidden_interfaces>"
-                                 "Thunderbolt Bridge, Wi-Fi,Ethernet, USB LAN, Pont Thunderbolt</forbidden_interfaces>";
-        QVERIFY(s.file().contains(saved));
-        // Close drops the edits.
+        const QString shown = "255/Thunderbolt Bridge|Wi-Fi,Ethernet|USB LAN|Dock, left|Pont Thunderbolt";
+        QVERIFY(s.file().contains("<default_network_id>255</default_network_id>") &&
+                s.file().contains("<interface>Dock, left</interface>"));
+        // Close drops the edits; the next opening shows what was saved, each name whole.
         d = std::make_unique<Opened<SettingsDialog>>(store);
-        d->child<QSpinBox>("spinBoxNetworkId")->setValue(7);
+        QCOMPARE(d->settings(), shown);
+        d->child<QSpinBox>("spinBoxNetworkId")->setValue(0);
         d->press("buttonClose");
-        QVERIFY(s.file().contains(saved));
+        QCOMPARE(settingsShown(store), shown);
+
+        // A save that cannot be written says why and leaves the dialog open with its edits.
+        const QString folder = QFileInfo(s.path).path();
+        QVERIFY(QDir(folder).removeRecursively() && QFile(folder).open(QIODevice::WriteOnly));
+        d = std::make_unique<Opened<SettingsDialog>>(store);
+        d->child<QSpinBox>("spinBoxNetworkId")->setValue(0);
+        d->press("buttonSave");
+        QCOMPARE(d->notices(s.mac.homeDir()), QStringList{"Critical; Error; The settings were not saved.\nCould not "
+                                                          "save ~/Library/Tarnwick/config.xml: Not a directory"});
+        QVERIFY(d->dialog.isVisible() && d->child<QSpinBox>("spinBoxNetworkId")->value() == 0);
+        QCOMPARE(settingsShown(store), shown);
     }
 
-    void restoresDefaultsOnlyAfterYes()
+    void restoresDefaultsOnlyWhenConfirmed()
     {
         StoreSession s;
         ConfigManager& store = s.start();
         QVERIFY(store.addEntry("Lab", {{"address", "10.0.0.0"}, {"mask", "255.0.0.0"}}));
-        // An id out of range is shown as the usual host number.
-        QVERIFY(store.updateSetting("default_network_id", "0") && store.updateSetting("forbidden_interfaces", "Wi-Fi"));
+        QVERIFY(store.updateSetting("default_network_id", "0") && store.setForbiddenInterfaces({"Wi-Fi"}));
         const QByteArray before = s.file();
         Opened<SettingsDialog> d(store);
         QVERIFY(d.active);
-        d.plan = {QMessageBox::No, QMessageBox::Yes};
+        d.plan = {QMessageBox::Cancel, QMessageBox::RestoreDefaults};
         d.press("buttonRestore");
-        QVERIFY(s.file() == before &&
-                d.child<QSpinBox>("spinBoxNetworkId")->text() + '/' + d.rows("listForbidden").join('|') == "201/Wi-Fi");
+        QVERIFY(s.file() == before && d.settings() == "0/Wi-Fi");
         d.press("buttonRestore");
-        const QString question = "Question; Confirm Restore; Restore default configuration?\nThis will reset all "
-                                 "profiles and settings.";
+        const QString question = "Question; Confirm Restore; Restore the default configuration?\nThis replaces all "
+                                 "profiles and settings. A copy of the current file is kept beside it, in ~/Library/"
+                                 "Tarnwick, as \"config.xml.before-restore-<time>\".";
         const QString kept = d.seen.value(2).section(" kept in ", 1);
-        QCOMPARE(d.seen, (QStringList{question, question,
-                                      "Information; Success; Default configuration restored. Your previous profiles "
-                                      "are kept in " +
-                                          kept}));
+        QCOMPARE(d.notices(s.mac.homeDir()),
+                 (QStringList{question, question,
+                              "Information; Success; Default configuration restored. Your previous profiles are kept "
+                              "in " +
+                                  QString(kept).replace(s.mac.homeDir(), "~")}));
+        // Cancel is the default: Enter or a slip of the hand keeps the profiles.
+        QCOMPARE(d.defaults.mid(0, 2), (QList<QMessageBox::StandardButton>{QMessageBox::Cancel, QMessageBox::Cancel}));
         QVERIFY2(kept.startsWith(s.path + ".before-restore-"), qPrintable(kept));
         QCOMPARE(StoreSession::read(kept), before);
         QVERIFY(d.dialog.isVisible());
         QCOMPARE(s.file(), StoreSession::read(StoreSession::defaultConfig));
-        QCOMPARE(d.child<QSpinBox>("spinBoxNetworkId")->text() + u'/' + d.rows("listForbidden").join(u'|'),
-                 "201/Thunderbolt Bridge|Pont Thunderbolt");
+        QCOMPARE(d.settings(), "201/Thunderbolt Bridge|Pont Thunderbolt");
     }
 };
 
