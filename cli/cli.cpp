@@ -192,7 +192,7 @@ int profiles(bool json, const Context& context)
     const ConfigManager store = readProfiles(context.environment);
     if (!store.readCleanly())
         context.err << "tarnwick-cli: " << store.readProblem() << '\n';
-    const QString defaultHost = store.getParameter(ConfigManager::SETTINGS, ConfigManager::NETWORK_ID_KEY);
+    const int defaultHost = store.defaultHost();
     QList<QStringList> rows{
         {QStringLiteral("PROFILE"), QStringLiteral("NETWORK"), QStringLiteral("MASK"), QStringLiteral("GATEWAY")}};
     QJsonArray array;
@@ -207,8 +207,7 @@ int profiles(bool json, const Context& context)
                                  {QStringLiteral("gateway"), gateway}});
     }
     if (json) {
-        const QJsonObject object{{QStringLiteral("profiles"), array},
-                                 {QStringLiteral("defaultHost"), defaultHost.toInt()}};
+        const QJsonObject object{{QStringLiteral("profiles"), array}, {QStringLiteral("defaultHost"), defaultHost}};
         context.out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
     } else {
         printTable(context.out, rows);

@@ -24,18 +24,7 @@ QString toDotted(quint32 number)
         .arg(number & 0xff);
 }
 
-bool isMask(quint32 mask)
-{
-    const quint32 hostBits = ~mask;
-    return (hostBits & (hostBits + 1)) == 0;
-}
-
 } // namespace
-
-bool isContiguousMask(const QString& text)
-{
-    return NetworkManager::isIPv4(text) && isMask(toNumber(text));
-}
 
 QString proposedRouter(const Profile& profile)
 {
@@ -53,7 +42,7 @@ ChangeVerdict changeFor(const QString& service, const Profile& profile, int host
         verdict.problem = QStringLiteral("the profile's network \"%1\" is not an IPv4 address").arg(profile.network);
     else if (!NetworkManager::isIPv4(profile.mask))
         verdict.problem = QStringLiteral("the mask \"%1\" is not a valid subnet mask").arg(profile.mask);
-    else if (!isContiguousMask(profile.mask))
+    else if (!NetworkManager::isNetmask(profile.mask))
         verdict.problem =
             QStringLiteral("the mask \"%1\" is not a subnet mask: its one bits must come first").arg(profile.mask);
     else if (host < 0 || host > 255)

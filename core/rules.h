@@ -28,8 +28,5 @@ struct ChangeVerdict
 // number that is no octet, and the network's own or its broadcast address under the mask.
 ChangeVerdict changeFor(const QString& service, const Profile& profile, int host, const QString& router);
 
-// Whether the text is a dotted subnet mask whose one bits come first (255.255.254.0, not 255.0.255.0).
-bool isContiguousMask(const QString& text);
-
 // The router offered for a profile: its gateway when that is an address, else host 1 of its network.
 QString proposedRouter(const Profile& profile);

@@ -53,7 +53,7 @@ Profile Switcher::profile(const QString& name) const
 
 int Switcher::defaultHost() const
 {
-    return store.getParameter(ConfigManager::SETTINGS, ConfigManager::NETWORK_ID_KEY).toInt();
+    return store.defaultHost();
 }
 
 ChangeVerdict Switcher::changeFor(const QString& service, const QString& profileName, int host,

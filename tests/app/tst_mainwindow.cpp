@@ -199,12 +199,12 @@ private slots:
             "NoIcon; Not applied; Ethernet now uses 192.168.1.201 mask 255.255.255.0, router 192.168.1.1: DHCP was "
             "not set because the system reported no error but the service does not show it.",
             "192.168.1.201 255.255.255.0 192.168.1.1", 0, 0, "silent");
-        // Host number "abc" reads as 0: the profile's own network address, refused before anything runs.
+        // Host number 0: the profile's own network address, refused before anything runs.
         row("network's own address", "Wi-Fi", "Broken",
             "en1 10.0.0.23 255.255.255.0 10.0.0.1 | 172.16.4.0* 255.255.252.0 172.16.4.1 | [ ]", "",
             "NoIcon; Error; 172.16.4.0 is the network's own address under the mask 255.255.252.0; choose another host "
             "number",
-            "10.0.0.23 255.255.255.0 10.0.0.1", 0, 0, {}, false, false, "abc");
+            "10.0.0.23 255.255.255.0 10.0.0.1", 0, 0, {}, false, false, "0");
     }
 
     void appliesTheChosenProfile()

@@ -73,7 +73,7 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("SUDO_USER of an ordinary user is not sudo", {"profiles"}, 0, defaultProfiles, "", {}, "alice", {}, 501);
     row("sudo without a profiles file reads the default in place", {"profiles"}, 0, defaultProfiles, "", {}, "bob");
     row("a file cut short is read as far as it goes, and the user told", {"profiles"}, 0,
-        "PROFILE  NETWORK   MASK           GATEWAY\nLab      10.1.2.0  255.255.255.0  -\nDefault host number: \n",
+        "PROFILE  NETWORK   MASK           GATEWAY\nLab      10.1.2.0  255.255.255.0  -\nDefault host number: 201\n",
         "tarnwick-cli: The configuration file is damaged at line 1 (Premature end of document)", {}, "carol");
 
     row("apply with the default host and no router", {"apply", "Wi-Fi", "LA-Network"}, 0,
