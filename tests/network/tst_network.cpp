@@ -5,6 +5,7 @@
 #include "tools/fakemac/fakemac.h"
 
 #include <QDir>
+#include <QTemporaryDir>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -125,6 +126,35 @@ private slots:
         mac.setErrorsToStdout(true);
         mac.setFailure("admin");
         QCOMPARE(System::execute("networksetup", {"-setdhcp", "Ethernet"}).at(0), text("seterror-zendesktop-1.txt"));
+    }
+
+    // The script the administrator prompt runs, given to the real interpreter with the administrator clause
+    // left out and a harmless tool in networksetup's place: every value must reach the tool byte for byte.
+    void quotesForTheRealAdministratorPrompt()
+    {
+#ifndef Q_OS_MACOS
+        QSKIP("the real osascript is only on a Mac");
+#endif
+        QTemporaryDir dir;
+        QVERIFY(!dir.path().contains(QRegularExpression("[^A-Za-z0-9/._-]"))); // the tool's path goes in unquoted
+        const QString tool = dir.filePath("tool");
+        const QString log = dir.filePath("arguments");
+        QFile script(tool);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(("#!/bin/sh\nprintf '[%s]' \"$@\" >>" + log + "\n").toUtf8());
+        script.close();
+        QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        const QString name = "it's \"$(touch x)\" `id` \\back\\slash\nsecond line; $HOME * -e";
+        const System::Outcome outcome = System::run(
+            "/usr/bin/osascript", NetworkManager::elevatedScript(false, tool, false) << "--" << name << "10.0.0.9"
+                                                                                     << "255.0.0.0"
+                                                                                     << "");
+        QVERIFY2(outcome.finished && outcome.exitCode == 0, qPrintable(outcome.err));
+        QFile arguments(log);
+        QVERIFY(arguments.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(arguments.readAll()),
+                 "[-setdhcp][" + name + "][-setmanual][" + name + "][10.0.0.9][255.0.0.0][]");
+        QVERIFY(!QFile::exists(QDir::current().filePath("x")));
     }
 };
 
