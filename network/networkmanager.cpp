@@ -65,24 +65,27 @@ NetworkManager::NetworkManager()
 
 QList<NetworkManager::Service> NetworkManager::parseServiceOrder(const QString& listing)
 {
+    // A service line, "(1) Wi-Fi" or "(*) Wi-Fi" for a disabled one, and the hardware line right after it.
+    // Names are taken whole: "Dock (Hub) 2" and "Lab, (west)" are names like any other.
+    static const QRegularExpression serviceLine(QStringLiteral("^\\s*\\((?:\\d+|\\*)\\) (.*)$"));
+    static const QRegularExpression hardwareLine(QStringLiteral("^\\(Hardware Port: (.*), Device: ([^,]*)\\)$"));
     QList<Service> services;
     QString currentName;
-    for (const QString& line : listing.split(QLatin1Char('\n'))) {
-        QString copy = line;
-        if (copy.contains(QLatin1String("(H"))) {
-            copy.remove(QStringLiteral("(Hardware Port: "));
-            copy.remove(QStringLiteral(" Device: "));
-            copy.remove(QLatin1Char(')'));
-            const QStringList parts = copy.split(QLatin1Char(','));
-            if (!NETWORKSETUP_FORBIDDEN_INTERFACES.contains(currentName) && parts.size() >= 2 &&
-                parts.at(1).startsWith(QLatin1String("en"))) {
-                services.append({currentName, parts.at(0), parts.at(1)});
-            }
+    bool afterService = false;
+    for (QString line : listing.split(QLatin1Char('\n'))) {
+        if (line.endsWith(QLatin1Char('\r')))
+            line.chop(1);
+        const QRegularExpressionMatch hardware = afterService ? hardwareLine.match(line) : QRegularExpressionMatch();
+        if (hardware.hasMatch()) {
+            const QString device = hardware.captured(2);
+            if (!NETWORKSETUP_FORBIDDEN_INTERFACES.contains(currentName) && device.startsWith(QLatin1String("en")))
+                services.append({currentName, hardware.captured(1), device});
+            afterService = false;
+            continue;
         }
-        // Every line, the hardware line included, names the service for the line after it; the order
-        // mark is not checked, so a disabled "(*)" service is listed like an enabled one.
-        const qsizetype space = copy.indexOf(QLatin1Char(' '));
-        currentName = space < 0 ? copy : copy.mid(space + 1);
+        const QRegularExpressionMatch service = serviceLine.match(line);
+        afterService = service.hasMatch();
+        currentName = service.captured(1);
     }
     return services;
 }

@@ -83,6 +83,63 @@ private slots:
         QCOMPARE(read, FakeMac::fixture(machine + "parsed.txt").split('\n', Qt::SkipEmptyParts));
     }
 
+    // Service names are taken whole, in the listing's order, whatever they hold.
+    void readsServiceNamesWhole_data()
+    {
+        QTest::addColumn<QString>("listing");
+        QTest::addColumn<QString>("services"); // "name|port|device" each, " ; " between
+        const auto listing = [](const QStringList& blocks) {
+            return "An asterisk (*) denotes that a network service is disabled.\n" + blocks.join("\n\n") + '\n';
+        };
+        const auto block = [](const QString& mark, const QString& name, const QString& port, const QString& device) {
+            return "(" + mark + ") " + name + "\n(Hardware Port: " + port + ", Device: " + device + ")";
+        };
+        QTest::newRow("parentheses and (H in names")
+            << listing({block("1", "Lab (Home)", "Ethernet", "en0"), block("2", "Dock (Hub) 2", "USB LAN", "en7")})
+            << "Lab (Home)|Ethernet|en0 ; Dock (Hub) 2|USB LAN|en7";
+        QTest::newRow("commas, quotes and a leading dash")
+            << listing(
+                   {block("1", "-Lab, (west)", "Ethernet", "en0"), block("2", "Bob's \"LAN\"", "Dock, Rear", "en8")})
+            << "-Lab, (west)|Ethernet|en0 ; Bob's \"LAN\"|Dock, Rear|en8";
+        QTest::newRow("three services on one device, disabled ones too")
+            << listing({block("1", "Ethernet", "Ethernet", "en0"), block("*", "Ethernet Office", "Ethernet", "en0"),
+                        block("3", "Ethernet VLAN 7", "Ethernet", "en0")})
+            << "Ethernet|Ethernet|en0 ; Ethernet Office|Ethernet|en0 ; Ethernet VLAN 7|Ethernet|en0";
+        QTest::newRow("order kept, not sorted by device")
+            << listing({block("1", "Wi-Fi", "Wi-Fi", "en1"), block("2", "Ethernet", "Ethernet", "en0")})
+            << "Wi-Fi|Wi-Fi|en1 ; Ethernet|Ethernet|en0";
+        QTest::newRow("bridges, modems and forbidden names left out")
+            << listing({block("1", "Thunderbolt Bridge", "Thunderbolt Bridge", "en5"),
+                        block("2", "Bluetooth DUN", "Bluetooth DUN", "Bluetooth-Modem"),
+                        block("3", "Bridge", "Thunderbolt Bridge", "bridge0"), block("4", "Lab", "Ethernet", "en3")})
+            << "Lab|Ethernet|en3";
+        QTest::newRow("a hardware line without its service line")
+            << "(Hardware Port: Ethernet, Device: en0)\n\n" + block("1", "Wi-Fi", "Wi-Fi", "en1") << "Wi-Fi|Wi-Fi|en1";
+        QTest::newRow("carriage returns")
+            << listing({block("1", "Wi-Fi", "Wi-Fi", "en1")}).replace("\n", "\r\n") << "Wi-Fi|Wi-Fi|en1";
+    }
+
+    void readsServiceNamesWhole()
+    {
+        QFETCH(QString, listing);
+        QFETCH(QString, services);
+        QStringList read;
+        for (const NetworkManager::Service& s : NetworkManager::parseServiceOrder(listing))
+            read.append(s.name + '|' + s.hardware + '|' + s.device);
+        QCOMPARE(read.join(" ; "), services);
+        // Through the simulated Mac each of them is read, and changed, as that one service.
+        FakeMac mac;
+        QString lines;
+        for (const QString& service : read)
+            lines += QString("%1|%2|1|dhcp|||\n").arg(lines.count('\n') + 1).arg(service);
+        mac.setServices(lines);
+        mac.setReplay("listnetworkserviceorder", listing);
+        QStringList machine;
+        for (const ServiceState& s : readMachine().services)
+            machine.append(s.name + '|' + s.hardwarePort + '|' + s.device);
+        QCOMPARE(machine.join(" ; "), services);
+    }
+
     // Output of real Macs published by others, kept outside the project: every file must read sanely.
     void readsRealSamples()
     {
