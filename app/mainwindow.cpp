@@ -74,16 +74,12 @@ void MainWindow::ui_init()
         edit->setFocusPolicy(Qt::NoFocus);
         edit->installEventFilter(this);
     }
-    // Disabled boxes still carry the address to be applied, so they must stay readable.
-    for (QSpinBox* box : spinBoxAddr + spinBoxMask + spinBoxRouter) {
-        box->setStyleSheet(QStringLiteral("QSpinBox:disabled { color: black; background-color: #D0D0D0; }"));
-        // On X11 a spin box takes Ctrl+E as "end of line", which would keep Apply from the keyboard.
+    // On X11 a spin box takes Ctrl+E as "end of line", which would keep Apply from the keyboard.
+    for (QSpinBox* box : spinBoxAddr + spinBoxMask + spinBoxRouter)
         box->installEventFilter(this);
-    }
 
     ui->pushButton_reload->setText(QString());
     ui->pushButton_reload->setIcon(style()->standardIcon(QStyle::SP_BrowserReload));
-    ui->pushButton_reload->setToolTip(tr("Reload interface data (⌘+R)"));
 
     ui_create_connect();
     ui_create_shortcut();
@@ -96,6 +92,9 @@ void MainWindow::ui_create_connect()
     connect(ui->comboBoxProfil, &QComboBox::activated, this, &MainWindow::profil_update);
     connect(ui->pushButton_reload, &QAbstractButton::clicked, this, &MainWindow::menu_reload_data);
     connect(ui->checkBoxRouter, &QAbstractButton::clicked, this, &MainWindow::checkBoxRouterUpdate);
+    for (QSpinBox* box : {ui->sb_addr_4, ui->sb_router_1, ui->sb_router_2, ui->sb_router_3, ui->sb_router_4})
+        connect(box, &QSpinBox::valueChanged, this, &MainWindow::updateApply);
+    connect(ui->checkBoxRouter, &QAbstractButton::toggled, this, &MainWindow::updateApply);
     connect(ui->execButton, &QAbstractButton::clicked, this, &MainWindow::exec);
     connect(applyAction, &QAction::triggered, this, &MainWindow::exec);
     connect(ui->actionReloadData, &QAction::triggered, this, &MainWindow::menu_reload_data);
@@ -118,8 +117,10 @@ void MainWindow::ui_create_shortcut()
     ui->actionRestoreDefault->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     ui->actionManageProfiles->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_P));
     ui->actionSettings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
-    // In no menu, so its shortcut only works while the window itself carries the action.
-    addAction(ui->actionRestoreDefault);
+    // The keys as this platform writes them: ⌘E on macOS, Ctrl+E elsewhere.
+    ui->execButton->setText(tr("Apply (%1)").arg(applyAction->shortcut().toString(QKeySequence::NativeText)));
+    ui->pushButton_reload->setToolTip(
+        tr("Reload interface data (%1)").arg(ui->actionReloadData->shortcut().toString(QKeySequence::NativeText)));
 
     // Quitting closes the window, which waits for a change that has begun; on macOS the role puts it in
     // the application menu, where the Dock's Quit and a logout reach it too.
@@ -250,9 +251,20 @@ void MainWindow::setBusy(bool on)
 
 void MainWindow::updateApply()
 {
-    const bool enabled = !busy && ui->comboBoxInterface->isEnabled();
+    // The rules speak before anything runs: a choice they refuse cannot be applied, and the reason stands
+    // beside the host number.
+    const ChangeVerdict verdict = chosenChange();
+    ui->label_host_problem->setText(verdict.ok() ? QString() : verdict.problem);
+    const bool enabled = !busy && ui->comboBoxInterface->isEnabled() && verdict.ok();
     ui->execButton->setEnabled(enabled);
     applyAction->setEnabled(enabled);
+}
+
+ChangeVerdict MainWindow::chosenChange() const
+{
+    const QString router = ui->checkBoxRouter->isChecked() ? getSpinBox(spinBoxRouter) : QString();
+    return switcher->changeFor(ui->comboBoxInterface->currentText(), ui->comboBoxProfil->currentText(),
+                               ui->sb_addr_4->value(), router);
 }
 
 void MainWindow::iface_update()
@@ -284,6 +296,7 @@ void MainWindow::profil_update()
         ipRouter_fill(QStringLiteral("0.0.0.0"));
         ui->checkBoxRouter->setChecked(false);
         ui->checkBoxRouter->setEnabled(false);
+        updateApply();
         return;
     }
 
@@ -295,6 +308,7 @@ void MainWindow::profil_update()
     spinBox_enabler(spinBoxRouter, 0);
     spinBox_fill(spinBoxRouter, proposedRouter(chosen));
     ui->checkBoxRouter->setEnabled(true);
+    updateApply();
 }
 
 void MainWindow::checkBoxRouterUpdate()
@@ -380,8 +394,7 @@ void MainWindow::exec()
     const QString profile = ui->comboBoxProfil->currentText();
     qDebug() << "EXEC -> Interface:" << service << "/ Settings:" << profile;
 
-    const QString router = ui->checkBoxRouter->isChecked() ? getSpinBox(spinBoxRouter) : QString();
-    const ChangeVerdict verdict = switcher->changeFor(service, profile, ui->sb_addr_4->value(), router);
+    const ChangeVerdict verdict = chosenChange();
     if (!verdict.ok()) {
         InfoDialog::warning(this, tr("Error"), verdict.problem);
         ui->comboBoxInterface->setFocus(Qt::OtherFocusReason);
@@ -435,13 +448,27 @@ void MainWindow::reportChange(const ChangeReport& report)
 void MainWindow::menu_reload_data()
 {
     qDebug() << "QMenuBar -> Reloading network interface...";
+    // What the user typed stays while the profile does: a reload reads the machine, not the profiles' defaults.
+    const QString profile = ui->comboBoxProfil->currentText();
+    const int host = ui->sb_addr_4->value();
+    const QString router = getSpinBox(spinBoxRouter);
     ui_update(AfterReading::Reload);
+    if (profile != Change::DHCP && ui->comboBoxProfil->currentText() == profile) {
+        ui->sb_addr_4->setValue(host);
+        spinBox_fill(spinBoxRouter, router);
+        spinBox_enabler(spinBoxRouter, ui->checkBoxRouter->isChecked() ? 1 : 0);
+    }
 }
 
 void MainWindow::menu_restore_default_config()
 {
     qDebug() << "QMenuBar -> Restoring default configuration...";
-    if (switcher->config().restoreDefault()) {
+    if (!SettingsDialog::askToRestore(this, switcher->config()))
+        return;
+    QString error;
+    if (!switcher->config().restoreDefault(&error)) {
+        InfoDialog::warning(this, tr("Error"), error);
+    } else {
         const QString copy = switcher->config().lastKeptCopy();
         InfoDialog::information(this, tr("Success"),
                                 copy.isEmpty() ? tr("Default configuration restored")

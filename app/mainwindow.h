@@ -55,6 +55,7 @@ private:
     void reportChange(const ChangeReport& report);
     void setBusy(bool busy);
     void updateApply();
+    ChangeVerdict chosenChange() const;
     void iface_update();
     void profil_update();
     void checkBoxRouterUpdate();

@@ -74,7 +74,7 @@ void SettingsDialog::onSave()
     close();
 }
 
-void SettingsDialog::onRestore()
+bool SettingsDialog::askToRestore(QWidget* parent, const ConfigManager& config)
 {
     QString question = tr("Restore the default configuration?\nThis replaces all profiles and settings.");
     const QFileInfo file(config.filePath());
@@ -82,9 +82,14 @@ void SettingsDialog::onRestore()
         question += QLatin1Char(' ') + tr("A copy of the current file is kept beside it, in %1, as \"%2\".")
                                            .arg(QDir::toNativeSeparators(file.absolutePath()),
                                                 file.fileName() + QStringLiteral(".before-restore-<time>"));
-    const QMessageBox::StandardButton answer = QMessageBox::question(
-        this, tr("Confirm Restore"), question, QMessageBox::RestoreDefaults | QMessageBox::Cancel, QMessageBox::Cancel);
-    if (answer != QMessageBox::RestoreDefaults)
+    return QMessageBox::question(parent, tr("Confirm Restore"), question,
+                                 QMessageBox::RestoreDefaults | QMessageBox::Cancel,
+                                 QMessageBox::Cancel) == QMessageBox::RestoreDefaults;
+}
+
+void SettingsDialog::onRestore()
+{
+    if (!askToRestore(this, config))
         return;
     QString error;
     if (!config.restoreDefault(&error)) {

@@ -17,6 +17,10 @@ public:
     SettingsDialog(ConfigManager& config, QWidget* parent);
     ~SettingsDialog() override;
 
+    // Asks before the default configuration replaces every profile, naming where the old file will be kept;
+    // Cancel is the default answer.
+    static bool askToRestore(QWidget* parent, const ConfigManager& config);
+
 private slots:
     void onAdd();
     void onRemove();

@@ -199,12 +199,6 @@ private slots:
             "NoIcon; Not applied; Ethernet now uses 192.168.1.201 mask 255.255.255.0, router 192.168.1.1: DHCP was "
             "not set because the system reported no error but the service does not show it.",
             "192.168.1.201 255.255.255.0 192.168.1.1", 0, 0, "silent");
-        // Host number 0: the profile's own network address, refused before anything runs.
-        row("network's own address", "Wi-Fi", "Broken",
-            "en1 10.0.0.23 255.255.255.0 10.0.0.1 | 172.16.4.0* 255.255.252.0 172.16.4.1 | [ ]", "",
-            "NoIcon; Error; 172.16.4.0 is the network's own address under the mask 255.255.252.0; choose another host "
-            "number",
-            "10.0.0.23 255.255.255.0 10.0.0.1", 0, 0, {}, false, false, "0");
     }
 
     void appliesTheChosenProfile()
@@ -325,6 +319,11 @@ private slots:
         QTest::newRow("host 0 inside a /23") << "Upper half" << 0 << 254
                                              << "-setdhcp|Wi-Fi ; -setmanual|Wi-Fi|192.168.1.0|255.255.254.0|"
                                                 "192.168.1.254";
+        QTest::newRow("host 255 inside a /23")
+            << "Management" << 255 << 0 << "-setdhcp|Wi-Fi ; -setmanual|Wi-Fi|192.168.0.255|255.255.254.0|";
+        QTest::newRow("host 255 under a /24")
+            << "LA-Network" << 255 << 0
+            << "192.168.1.255 is the broadcast address under the mask 255.255.255.0; choose another host number";
         QTest::newRow("network's own address")
             << "LA-Network" << 0 << 0
             << "192.168.1.0 is the network's own address under the mask 255.255.255.0; choose another host number";
@@ -359,10 +358,15 @@ private slots:
                 s.child<QSpinBox>("sb_router_4")->setValue(router);
         }
         s.mac.clearCalls();
-        s.key(Qt::Key_E);
-        QTRY_COMPARE(s.seen.size(), 1);
         const bool refused = !outcome.startsWith("-set");
-        QCOMPARE(refused ? s.seen.first() : changes(s.mac), refused ? "NoIcon; Error; " + outcome : outcome);
+        // A choice the rules refuse cannot be applied: the reason stands beside the host number.
+        QCOMPARE(s.child<QLabel>("label_host_problem")->text(), refused ? outcome : QString());
+        QCOMPARE(s.child("execButton")->isEnabled(), !refused);
+        s.key(Qt::Key_E);
+        if (!refused)
+            QTRY_COMPARE(s.seen.size(), 1);
+        s.idle();
+        QCOMPARE(changes(s.mac), refused ? QString() : outcome);
 
         s.mac.clearCalls();
         QStringList arguments{"tarnwick-cli", "apply", "Wi-Fi", profile, "--host", QString::number(host)};
@@ -467,6 +471,7 @@ private slots:
         });
         user.start(10);
         s.mac.clearCalls();
+        s.plan = {QMessageBox::RestoreDefaults};
         s.child<QAction>(action)->trigger();
         s.idle();
         QCOMPARE(s.count("networksetup\t-listnetworkserviceorder"), 1);
@@ -475,7 +480,11 @@ private slots:
         QCOMPARE(s.child<QComboBox>("comboBoxInterface")->currentText(), "Wi-Fi");
         QCOMPARE(s.child<QComboBox>("comboBoxProfil")->currentText(), "LA-Network");
         // The spin boxes are filled again for the profile: the host number typed before is gone.
-        const QString host = action == "actionSettings" ? "9" : action == "actionRestoreDefault" ? "201" : "42";
+        // Reload keeps the host number typed; the dialogs and restore fill the profile in again.
+        const QString host = action == "actionSettings"         ? "9"
+                             : action == "actionRestoreDefault" ? "201"
+                             : action == "actionReloadData"     ? "7"
+                                                                : "42";
         QCOMPARE(s.shown(),
                  "en1 10.0.0.99 255.255.255.0 10.0.0.1 | 192.168.1." + host + "* 255.255.255.0 192.168.1.1 | [ ]");
         s.mac.clearCalls();
@@ -496,8 +505,9 @@ private slots:
         QVERIFY2(s.seen.first().startsWith("NoIcon; Profiles not read; The configuration file is damaged at line 1"),
                  qPrintable(s.seen.first()));
         QVERIFY(s.seen.first().endsWith("a copy of it will be kept beside it before anything replaces it."));
+        s.plan = {QMessageBox::RestoreDefaults};
         s.key(Qt::Key_R, Qt::ControlModifier | Qt::ShiftModifier);
-        QTRY_COMPARE(s.seen.size(), 2);
+        QTRY_COMPARE(s.seen.size(), 3);
         const QString copy = s.seen.last().section(" kept in ", 1);
         QVERIFY2(copy.startsWith(s.path + ".unreadable-"), qPrintable(s.seen.last()));
         QCOMPARE(StoreSession::read(copy), broken);
@@ -540,8 +550,19 @@ private slots:
         QTRY_COMPARE(s.seen.size(), 1);
         QCOMPARE(s.items("comboBoxInterface"), "Ethernet, Wi-Fi, USB 10/100/1000 LAN, iPhone USB, Lab Dock");
         const QByteArray before = s.file();
+        // Restore asks first, with Cancel as the answer a stray Return gives.
+        s.plan = {};
         s.key(Qt::Key_R, Qt::ControlModifier | Qt::ShiftModifier);
         QTRY_COMPARE(s.seen.size(), 2);
+        QCOMPARE(s.seen.takeLast(),
+                 "Question; Confirm Restore; Restore the default configuration?\nThis replaces all profiles and "
+                 "settings. A copy of the current file is kept beside it, in " +
+                     QFileInfo(s.path).absolutePath() + ", as \"config.xml.before-restore-<time>\".");
+        QCOMPARE(s.file(), before);
+        s.plan = {QMessageBox::RestoreDefaults};
+        s.key(Qt::Key_R, Qt::ControlModifier | Qt::ShiftModifier);
+        QTRY_COMPARE(s.seen.size(), 3);
+        s.seen.removeAt(1);
         s.idle();
         QCOMPARE(s.items("comboBoxProfil"), "DHCP, LA-Network, Intercom, Management, APIPA-FIX");
         QCOMPARE(s.file(), StoreSession::read(StoreSession::defaultConfig));

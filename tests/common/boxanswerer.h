@@ -8,7 +8,7 @@
 #include <QTimer>
 
 // Answers every message box that opens while it lives, so that no test blocks in a box's exec(): with
-// the planned buttons in turn, then No, else the box's first button. Each box is recorded as
+// the planned buttons in turn, then No, else the box's default button, else its first. Each box is recorded as
 // "icon; title; text", with "; informative text" when it has one, and its default button beside.
 class BoxAnswerer : public QObject
 {
@@ -26,7 +26,9 @@ public:
                         (informative.isEmpty() ? QString() : QLatin1String("; ") + informative));
             defaults.append(box->standardButton(box->defaultButton()));
             QAbstractButton* button = box->button(plan.isEmpty() ? QMessageBox::No : plan.takeFirst());
-            (button ? button : box->buttons().constFirst())->click();
+            if (!button)
+                button = box->defaultButton() ? box->defaultButton() : box->buttons().constFirst();
+            button->click();
         });
         poll.start(5);
     }
