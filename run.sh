@@ -52,11 +52,15 @@ rm -f "$demo/display"
 Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$demo/display" >"$demo/xvfb.log" 2>&1 &
 xvfb=$!
 app=""
+# Whatever ends this script (the program dying early, a time-out, Ctrl+C), what it started ends with it:
+# each kill may find its process gone already, which must not stop the next one.
 cleanup() {
-    [ -n "$app" ] && kill "$app" 2>/dev/null
-    kill "$xvfb" 2>/dev/null
+    if [ -n "$app" ]; then kill "$app" 2>/dev/null || true; fi
+    kill "$xvfb" 2>/dev/null || true
+    wait 2>/dev/null || true
 }
 trap cleanup EXIT
+trap 'exit 130' INT TERM HUP
 
 i=0
 until [ -s "$demo/display" ] && DISPLAY=":$(cat "$demo/display")" xdpyinfo >/dev/null 2>&1; do
@@ -71,7 +75,7 @@ rm -f "$FAKEMAC_STATE/calls.log"
 QT_QPA_PLATFORM=xcb "$top/build/app/Tarnwick" >"$log" 2>&1 &
 app=$!
 # The window is shown at once and its first reading fills it in: wait for the window, then for the
-# reading's last command, ifconfig, and give the window a moment to show what it read.
+# reading's ifconfig, and give the window a moment to show what it read.
 i=0
 until xwininfo -name "$title" 2>/dev/null | grep -q 'IsViewable' && grep -q '^ifconfig' "$FAKEMAC_STATE/calls.log" 2>/dev/null; do
     i=$((i + 1))
