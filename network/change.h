@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // One change of a network service's IPv4 addressing: back to DHCP, or a fixed address, in plain dotted
 // decimal. Only the switching core's rules build one, so the same choice always runs the same commands.
@@ -14,6 +15,12 @@ struct Change
     QString address;
     QString mask;
     QString router; // empty: no router
+    // DNS set after the address: nothing unless asked; an empty list asked for clears what is set, so that
+    // the service uses what DHCP or the network gives.
+    bool setDns = false;
+    QStringList dnsServers;
+    bool setSearch = false;
+    QStringList searchDomains;
 
     static Change toDhcp(const QString& service);
 
@@ -24,6 +31,10 @@ struct Change
 // How the commands of a change went; whether the service took it is for a reading afterwards to say.
 struct ChangeResult
 {
+    // The steps of a change, in the order they run; the administrator prompt's script exits with the number
+    // of the one that refused.
+    enum Step { Dhcp = 1, Manual = 2, DnsServers = 3, SearchDomains = 4 };
+
     enum class Failure {
         None,
         Refused,    // networksetup said no; `error` holds its words
@@ -34,7 +45,7 @@ struct ChangeResult
     };
 
     Failure failure = Failure::None;
-    int failedStep = 0; // 1: the switch to DHCP; 2: the fixed address after it
+    int failedStep = 0; // the Step that failed
     QString step;       // what failed, for a person: "networksetup -setmanual", "the administrator prompt"
     QString error;
     int waitedMs = 0;

@@ -18,29 +18,57 @@ const QString NetworkManager::IP_PATTERN =
 
 namespace {
 
-// The elevated change, as fixed AppleScript texts. Every value reaches the script as an argument of
-// osascript and the shell only through "quoted form of", so whatever a service name holds (quotes,
-// backslashes, "$(...)", ";") arrives at networksetup as exactly one argument. Each networksetup prints
-// its refusal on standard output; sent to standard error it becomes osascript's error message, and the
-// exit status tells which step refused: 1 the switch to DHCP, 2 the fixed address after it.
+// The elevated change, as AppleScript. Every value reaches the script as an argument of osascript and the
+// shell only through "quoted form of", so whatever a service name holds (quotes, backslashes, "$(...)", ";")
+// arrives at networksetup as exactly one argument; the script's own text holds only item numbers. Each
+// networksetup prints its refusal on standard output; sent to standard error it becomes osascript's error
+// message, and the exit status tells which step refused.
 const QString runHandler = QStringLiteral("on run argv");
 const QString endHandler = QStringLiteral("end run");
-const QString dhcpShell =
-    QStringLiteral("do shell script \"%1 -setdhcp \" & quoted form of item 1 of argv & \" >&2 || exit 1\"");
-const QString manualShell = QStringLiteral(
-    "do shell script \"%1 -setdhcp \" & quoted form of item 1 of argv & \" >&2 || exit 1; "
-    "%1 -setmanual \" & quoted form of item 1 of argv & \" \" & quoted form of item 2 of argv "
-    "& \" \" & quoted form of item 3 of argv & \" \" & quoted form of item 4 of argv & \" >&2 || exit 2\"");
 const QString administratorClause = QStringLiteral(" with administrator privileges");
 const QString networksetupPath = QStringLiteral("/usr/sbin/networksetup");
 const QString networksetup = QStringLiteral("networksetup");
+const QString emptyList = QStringLiteral("Empty");
+
+struct Step
+{
+    ChangeResult::Step number;
+    QStringList arguments; // networksetup's, the verb first
+};
+
+// The commands a change runs, in order: the switch to DHCP, the fixed address, then the DNS it sets.
+QList<Step> stepsOf(const Change& change)
+{
+    QList<Step> steps{{ChangeResult::Dhcp, {QStringLiteral("-setdhcp"), change.service}}};
+    if (!change.dhcp)
+        steps.append({ChangeResult::Manual,
+                      {QStringLiteral("-setmanual"), change.service, change.address, change.mask, change.router}});
+    if (change.setDns)
+        steps.append(
+            {ChangeResult::DnsServers, QStringList{QStringLiteral("-setdnsservers"), change.service} +
+                                           (change.dnsServers.isEmpty() ? QStringList{emptyList} : change.dnsServers)});
+    if (change.setSearch)
+        steps.append({ChangeResult::SearchDomains,
+                      QStringList{QStringLiteral("-setsearchdomains"), change.service} +
+                          (change.searchDomains.isEmpty() ? QStringList{emptyList} : change.searchDomains)});
+    return steps;
+}
+
+QString stepName(const QList<Step>& steps, int number)
+{
+    for (const Step& step : steps) {
+        if (step.number == number)
+            return networksetup + QLatin1Char(' ') + step.arguments.constFirst();
+    }
+    return {};
+}
 
 // How one step's command went, as the first failure of a change.
-ChangeResult judgeStep(const System::Outcome& outcome, const System::Command& command, int step, int timeoutMs)
+ChangeResult judgeStep(const System::Outcome& outcome, const Step& step, int timeoutMs)
 {
     ChangeResult result;
-    result.failedStep = step;
-    result.step = command.program + QLatin1Char(' ') + command.arguments.constFirst();
+    result.failedStep = step.number;
+    result.step = networksetup + QLatin1Char(' ') + step.arguments.constFirst();
     if (!outcome.started) {
         result.failure = ChangeResult::Failure::NotStarted;
     } else if (!outcome.finished) {
@@ -225,35 +253,47 @@ QString NetworkManager::changeError(const QList<QString>& result)
 
 ChangeResult NetworkManager::apply(const Change& change, int timeoutMs)
 {
-    QList<System::Command> steps{{networksetup, {QStringLiteral("-setdhcp"), change.service}}};
-    if (!change.dhcp)
-        steps.append(
-            {networksetup, {QStringLiteral("-setmanual"), change.service, change.address, change.mask, change.router}});
-    for (qsizetype i = 0; i < steps.size(); ++i) {
-        const System::Outcome outcome = System::run(steps[i].program, steps[i].arguments, nullptr, timeoutMs);
-        const ChangeResult result = judgeStep(outcome, steps[i], int(i) + 1, timeoutMs);
+    for (const Step& step : stepsOf(change)) {
+        const System::Outcome outcome = System::run(networksetup, step.arguments, nullptr, timeoutMs);
+        const ChangeResult result = judgeStep(outcome, step, timeoutMs);
         if (result.failure != ChangeResult::Failure::None)
             return result;
     }
     return {};
 }
 
-QStringList NetworkManager::elevatedScript(bool dhcp, const QString& tool, bool asAdministrator)
+QStringList NetworkManager::elevatedArguments(const Change& change, const QString& tool, bool asAdministrator)
 {
-    const QString shell = (dhcp ? dhcpShell : manualShell).arg(tool);
-    return {QStringLiteral("-e"), runHandler,
-            QStringLiteral("-e"), shell + (asAdministrator ? administratorClause : QString()),
-            QStringLiteral("-e"), endHandler};
+    // argv: the service first, then every other value in the order the steps use them.
+    QStringList argv{change.service};
+    QString shell = QStringLiteral("do shell script \"");
+    const QList<Step> steps = stepsOf(change);
+    for (const Step& step : steps) {
+        if (step.number != ChangeResult::Dhcp)
+            shell += QStringLiteral("; ");
+        shell += tool + QLatin1Char(' ') + step.arguments.constFirst();
+        for (qsizetype i = 1; i < step.arguments.size(); ++i) {
+            if (i > 1)
+                argv.append(step.arguments.at(i));
+            const qsizetype item = i == 1 ? 1 : argv.size();
+            shell += QStringLiteral(" \" & quoted form of item %1 of argv & \"").arg(item);
+        }
+        shell += QStringLiteral(" >&2 || exit %1").arg(int(step.number));
+    }
+    shell += QLatin1Char('"');
+    // "--" ends osascript's options: a service name may start with "-".
+    return QStringList{QStringLiteral("-e"), runHandler,
+                       QStringLiteral("-e"), shell + (asAdministrator ? administratorClause : QString()),
+                       QStringLiteral("-e"), endHandler,
+                       QStringLiteral("--")} +
+           argv;
 }
 
 ChangeResult NetworkManager::applyElevated(const Change& change, int timeoutMs)
 {
-    // "--" ends osascript's options: a service name may start with "-".
-    QStringList arguments = elevatedScript(change.dhcp, networksetupPath) << QStringLiteral("--") << change.service;
-    if (!change.dhcp)
-        arguments << change.address << change.mask << change.router;
     const QString program = QStringLiteral("osascript");
-    const System::Outcome outcome = System::run(program, arguments, nullptr, timeoutMs);
+    const System::Outcome outcome =
+        System::run(program, elevatedArguments(change, networksetupPath), nullptr, timeoutMs);
 
     ChangeResult result;
     result.elevated = true;
@@ -280,9 +320,9 @@ ChangeResult NetworkManager::applyElevated(const Change& change, int timeoutMs)
                                     ? QString(match.captured(1)).replace(QLatin1Char('\r'), QLatin1Char('\n'))
                                     : outcome.err.trimmed();
         result.failure = ChangeResult::Failure::Refused;
-        result.failedStep = match.captured(2) == QLatin1String("2") ? 2 : 1;
-        result.step = result.failedStep == 2 ? QStringLiteral("networksetup -setmanual")
-                                             : (match.hasMatch() ? QStringLiteral("networksetup -setdhcp") : program);
+        const QString step = stepName(stepsOf(change), match.captured(2).toInt());
+        result.failedStep = step.isEmpty() ? int(ChangeResult::Dhcp) : match.captured(2).toInt();
+        result.step = step.isEmpty() ? program : step;
         result.error = refusal.isEmpty() ? QStringLiteral("%1 failed without a message.").arg(program) : refusal;
     }
     return result;

@@ -59,10 +59,12 @@ public:
     // The same change in one call through the system's administrator prompt (osascript), so that a user
     // who is not an administrator's shell can still make it; one prompt covers both commands.
     static ChangeResult applyElevated(const Change& change, int timeoutMs = ELEVATED_TIMEOUT_MS);
-    // osascript's options for that call, before "--" and the values: `tool` stands where networksetup is
-    // run; without `asAdministrator` the shell runs as the user, which is how the quoting can be checked
-    // against the real interpreter without a password.
-    static QStringList elevatedScript(bool dhcp, const QString& tool, bool asAdministrator = true);
+    // osascript's arguments for that call: `tool` stands where networksetup is run; without `asAdministrator`
+    // the shell runs as the user, which is how the quoting can be checked against the real interpreter without
+    // a password.
+    static QStringList elevatedArguments(const Change& change,
+                                         const QString& tool = QStringLiteral("/usr/sbin/networksetup"),
+                                         bool asAdministrator = true);
 
 private:
     static void parseIfconfigBlock(const QString& block, QMap<QString, QString>& attributes);

@@ -202,15 +202,15 @@ private slots:
         script.close();
         QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
         const QString name = "it's \"$(touch x)\" `id` \\back\\slash\nsecond line; $HOME * -e";
-        const System::Outcome outcome = System::run(
-            "/usr/bin/osascript", NetworkManager::elevatedScript(false, tool, false) << "--" << name << "10.0.0.9"
-                                                                                     << "255.0.0.0"
-                                                                                     << "");
+        const Change change{name, false, "10.0.0.9", "255.0.0.0", "", true, {"2001:db8::53", "10.0.0.53"}, true, {}};
+        const System::Outcome outcome =
+            System::run("/usr/bin/osascript", NetworkManager::elevatedArguments(change, tool, false));
         QVERIFY2(outcome.finished && outcome.exitCode == 0, qPrintable(outcome.err));
         QFile arguments(log);
         QVERIFY(arguments.open(QIODevice::ReadOnly));
         QCOMPARE(QString::fromUtf8(arguments.readAll()),
-                 "[-setdhcp][" + name + "][-setmanual][" + name + "][10.0.0.9][255.0.0.0][]");
+                 "[-setdhcp][" + name + "][-setmanual][" + name + "][10.0.0.9][255.0.0.0][][-setdnsservers][" + name +
+                     "][2001:db8::53][10.0.0.53][-setsearchdomains][" + name + "][Empty]");
         QVERIFY(!QFile::exists(QDir::current().filePath("x")));
     }
 };
