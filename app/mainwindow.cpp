@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "app/traymenu.h"
 #include "dialogs/infodialog.h"
 #include "dialogs/profiledialog.h"
 #include "dialogs/settingsdialog.h"
@@ -19,11 +20,13 @@
 #include <QStandardItemModel>
 #include <QStatusBar>
 #include <QStyle>
+#include <QSystemTrayIcon>
 #include <QTimer>
 
 namespace {
 
 const QKeyCombination applyKey(Qt::CTRL | Qt::Key_E);
+const QString showInMenuBarKey = QStringLiteral("show_in_menu_bar");
 
 } // namespace
 
@@ -38,6 +41,8 @@ MainWindow::MainWindow(QWidget* parent)
     // Nothing is read before the window is shown: the first reading fills the service list in.
     ui->comboBoxInterface->setEnabled(false);
     updateApply();
+
+    showTray();
 
     timer = new QTimer(this);
     connect(timer, &QTimer::timeout, this, &MainWindow::onTimerTimeout);
@@ -105,6 +110,10 @@ void MainWindow::ui_create_connect()
     connect(switcher, &Switcher::readingFinished, this, &MainWindow::showReading);
     connect(switcher, &Switcher::changeFinished, this, &MainWindow::changeDone);
     connect(switcher, &Switcher::busyChanged, this, &MainWindow::setBusy);
+    connect(switcher, &Switcher::profilesChanged, this, [this] {
+        fillProfiles();
+        updateApply();
+    });
 }
 
 void MainWindow::ui_create_shortcut()
@@ -130,7 +139,7 @@ void MainWindow::ui_create_shortcut()
     const QList<QKeySequence> quitKeys = QKeySequence::keyBindings(QKeySequence::Quit);
     quit->setShortcuts(quitKeys.isEmpty() ? QList<QKeySequence>{QKeySequence(Qt::CTRL | Qt::Key_Q)} : quitKeys);
     quit->setMenuRole(QAction::QuitRole);
-    connect(quit, &QAction::triggered, this, &QWidget::close);
+    connect(quit, &QAction::triggered, this, &MainWindow::quit);
     ui->menuTools->addAction(quit);
 }
 
@@ -161,7 +170,63 @@ void MainWindow::closeEvent(QCloseEvent* event)
         event->ignore();
         return;
     }
+    // With the menu-bar item shown, closing the window leaves the program running there.
+    if (tray && tray->isVisible() && !quitting) {
+        event->ignore();
+        hide();
+        return;
+    }
     QMainWindow::closeEvent(event);
+    if (quitting)
+        QCoreApplication::quit();
+}
+
+void MainWindow::quit()
+{
+    quitting = true;
+    closeWhenChanged = false;
+    close();
+}
+
+void MainWindow::showTray()
+{
+    auto* menu = new QMenu(this);
+    trayMenu = new TrayMenu(*switcher, *menu, this);
+    connect(trayMenu, &TrayMenu::openRequested, this, [this] {
+        showNormal();
+        raise();
+        activateWindow();
+    });
+    connect(trayMenu, &TrayMenu::quitRequested, this, &MainWindow::quit);
+    if (!QSystemTrayIcon::isSystemTrayAvailable() ||
+        switcher->config().getParameter(ConfigManager::SETTINGS, showInMenuBarKey) == QLatin1String("false"))
+        return;
+    tray = new QSystemTrayIcon(trayMenu->icon(), this);
+    tray->setToolTip(trayMenu->toolTip());
+    connect(trayMenu, &TrayMenu::iconChanged, tray, [this] {
+        tray->setIcon(trayMenu->icon());
+        tray->setToolTip(trayMenu->toolTip());
+    });
+    connect(trayMenu, &TrayMenu::refused, tray,
+            [this](const QString& reason) { tray->showMessage(tr("Not applied"), reason, QSystemTrayIcon::Warning); });
+    connect(trayMenu, &TrayMenu::reported, tray, [this](const ChangeReport& report) {
+        const bool applied = report.outcome == ChangeReport::Outcome::Applied;
+        tray->showMessage(applied ? tr("Success") : tr("Not applied"), report.line,
+                          applied ? QSystemTrayIcon::Information : QSystemTrayIcon::Warning);
+    });
+#ifdef Q_OS_MACOS
+    // The status item's own menu has been seen to crash recent macOS when it opens: the menu is popped up
+    // from the click instead.
+    connect(tray, &QSystemTrayIcon::activated, menu, [menu] { menu->popup(QCursor::pos()); });
+#else
+    tray->setContextMenu(menu);
+    connect(tray, &QSystemTrayIcon::activated, menu, [menu](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger)
+            menu->popup(QCursor::pos());
+    });
+#endif
+    QApplication::setQuitOnLastWindowClosed(false);
+    tray->show();
 }
 
 // A refill: one reading of the machine, after which both lists are filled again, keeping the user's choice.
@@ -414,7 +479,9 @@ void MainWindow::changeDone(const ChangeReport& report)
         this,
         [this, report] {
             if (!closeWhenChanged) {
-                reportChange(report);
+                // A change from the menu-bar item is told there; the window tells it too when it is open.
+                if (isVisible())
+                    reportChange(report);
                 return;
             }
             // A close that waited for the change still tells what went wrong before the window goes.

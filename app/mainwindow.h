@@ -6,6 +6,8 @@
 #include <QMainWindow>
 
 class QAction;
+class QSystemTrayIcon;
+class TrayMenu;
 class QEvent;
 class QLineEdit;
 class QSpinBox;
@@ -38,12 +40,14 @@ private slots:
     void menu_manage_profiles();
     void menu_settings();
     void aboutBox();
+    void quit();
 
 private:
     // What the window does once the reading it asked for lands.
     enum class AfterReading { Refill, Reload };
 
     void ui_init();
+    void showTray();
     void ui_create_connect();
     void ui_create_shortcut();
     void ui_update(AfterReading after = AfterReading::Refill);
@@ -71,6 +75,8 @@ private:
     QTimer* timer;
     Switcher* switcher;
     QAction* applyAction;
+    TrayMenu* trayMenu = nullptr;
+    QSystemTrayIcon* tray = nullptr; // only where the system has a tray, and the user wants it
     QList<QLineEdit*> lineEditAddr;
     QList<QLineEdit*> lineEditMask;
     QList<QLineEdit*> lineEditRouter;
@@ -82,6 +88,7 @@ private:
     bool started = false;
     bool busy = false;
     bool closeWhenChanged = false; // a close came during a change: it is carried out when the change ends
+    bool quitting = false;         // Quit, not a close that leaves the menu-bar item running
     AfterReading afterReading = AfterReading::Refill;
     QString chosenService;
 };

@@ -2,6 +2,20 @@
 
 #include "core/commandrunner.h"
 
+#include <QFile>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
+
+namespace {
+
+QByteArray bytesOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
 Switcher::Switcher(ConfigManager store, QObject* parent)
     : QObject(parent), store(std::move(store)), runner(new CommandRunner(this))
 {
@@ -14,6 +28,23 @@ Switcher::Switcher(ConfigManager store, QObject* parent)
         emit changeFinished(report);
     });
     connect(runner, &CommandRunner::busyChanged, this, &Switcher::busyChanged);
+    // A store tied to its file follows it: saves replace the file, so its folder is watched.
+    const QString path = this->store.filePath();
+    if (QFileInfo(path).isAbsolute()) {
+        profilesSeen = bytesOf(path);
+        watcher = new QFileSystemWatcher({QFileInfo(path).absolutePath()}, this);
+        connect(watcher, &QFileSystemWatcher::directoryChanged, this, &Switcher::reloadProfiles);
+    }
+}
+
+void Switcher::reloadProfiles()
+{
+    const QByteArray bytes = bytesOf(store.filePath());
+    if (bytes == profilesSeen || bytes.isEmpty())
+        return;
+    profilesSeen = bytes;
+    store = ConfigManager(ConfigManager::FILE_NAME, ConfigManager::DEFAULT_RESOURCE);
+    emit profilesChanged();
 }
 
 Switcher::~Switcher()

@@ -10,6 +10,7 @@
 #include <QStringList>
 
 class CommandRunner;
+class QFileSystemWatcher;
 
 // The switching core that every front end is a view of: it owns the profiles, the last reading of the
 // machine, the rules that turn a choice into a change, and the one job that makes a change and reads the
@@ -60,14 +61,19 @@ signals:
     void readingFinished(const MachineReading& reading, bool byUser);
     void changeFinished(const ChangeReport& report);
     void busyChanged(bool busy);
+    // The profiles file changed, from this program or another (tarnwick-cli): the store holds it anew.
+    void profilesChanged();
 
 private:
     ChangeOptions changeOptions() const;
+    void reloadProfiles();
     void takeReport(const ChangeReport& report);
 
     NetworkManager network;
     ConfigManager store;
     CommandRunner* runner;
+    QFileSystemWatcher* watcher = nullptr;
+    QByteArray profilesSeen; // the file's bytes when last read, so that only a real change reloads it
     MachineReading last;
     int timeoutMs = System::defaultTimeoutMs;
     int promptTimeoutMs = NetworkManager::ELEVATED_TIMEOUT_MS;
