@@ -37,6 +37,8 @@ struct ServiceState
     QHostAddress address; // null when the service has none
     QHostAddress mask;
     QHostAddress router;
+    QList<QHostAddress> dnsServers; // set by hand on the service; empty: none, it uses what it is given
+    QStringList searchDomains;
     ReadOutcome reading; // how its -getinfo went: the fields mean nothing unless it was read
 
     // "dhcp", "manual", "none"
