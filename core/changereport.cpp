@@ -42,6 +42,31 @@ bool shows(const ServiceState& state, const Change& change)
     return state.method == ServiceState::Method::Manual && state.address == QHostAddress(change.address);
 }
 
+bool showsServers(const ServiceState& state, const Change& change)
+{
+    if (!change.setDns)
+        return true;
+    QList<QHostAddress> asked;
+    for (const QString& server : change.dnsServers)
+        asked.append(QHostAddress(server));
+    return state.dnsServers == asked;
+}
+
+bool showsDomains(const ServiceState& state, const Change& change)
+{
+    return !change.setSearch || state.searchDomains == change.searchDomains;
+}
+
+// What did not land, as the subject of "... not set because ...".
+QString target(const Change& change, const ChangeResult& steps, const ServiceState& state, bool addressShown)
+{
+    if (!addressShown)
+        return change.dhcp ? QStringLiteral("DHCP was") : QStringLiteral("the fixed address was");
+    if (steps.failedStep == ChangeResult::SearchDomains || (steps.failedStep == 0 && showsServers(state, change)))
+        return QStringLiteral("the search domains were");
+    return QStringLiteral("the DNS servers were");
+}
+
 } // namespace
 
 QString ChangeReport::outcomeText() const
@@ -74,7 +99,8 @@ ChangeReport judgeChange(const Change& change, const ChangeResult& steps, const 
                                                         QStringLiteral("the service is no longer listed")}
                                           : after.reading;
     const ServiceState& state = report.after;
-    const QString target = change.dhcp ? QStringLiteral("DHCP") : QStringLiteral("the fixed address");
+    const bool addressShown = shows(state, change);
+    const QString what = target(change, steps, state, addressShown);
 
     if (!state.reading.ok()) {
         // Nothing to judge by but the commands themselves.
@@ -86,15 +112,15 @@ ChangeReport judgeChange(const Change& change, const ChangeResult& steps, const 
             QStringLiteral("%1 could not be read back after the change (%2)").arg(change.service, state.reading.text());
         report.line += steps.failure == Failure::None
                            ? QStringLiteral(": the system reported no error.")
-                           : QStringLiteral(": %1 was not set because %2.").arg(target, why(steps));
+                           : QStringLiteral(": %1 not set because %2.").arg(what, why(steps));
         return report;
     }
-    if (shows(state, change)) {
+    if (addressShown && showsServers(state, change) && showsDomains(state, change)) {
         report.outcome = ChangeReport::Outcome::Applied;
         report.line = QStringLiteral("%1 now uses %2.").arg(change.service, state.describe());
         return report;
     }
-    switch (steps.failure) {
+    switch (addressShown ? Failure::None : steps.failure) {
     case Failure::Dismissed:
         report.outcome = ChangeReport::Outcome::Cancelled;
         break;
@@ -103,13 +129,16 @@ ChangeReport judgeChange(const Change& change, const ChangeResult& steps, const 
         break;
     default:
         // The switch to DHCP before a fixed address took effect when the service reads DHCP now.
-        report.outcome = steps.failedStep == 2 && state.method == ServiceState::Method::Dhcp
+        // The address took and its DNS did not, or the switch to DHCP before a fixed address took and the
+        // address did not.
+        report.outcome = addressShown || (steps.failedStep == ChangeResult::Manual &&
+                                          state.method == ServiceState::Method::Dhcp)
                              ? ChangeReport::Outcome::PartlyApplied
                              : ChangeReport::Outcome::Refused;
         break;
     }
-    report.line = QStringLiteral("%1 now uses %2: %3 was not set because %4.")
-                      .arg(change.service, state.describe(), target, why(steps));
+    report.line = QStringLiteral("%1 now uses %2: %3 not set because %4.")
+                      .arg(change.service, state.describe(), what, why(steps));
     return report;
 }
 

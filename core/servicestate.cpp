@@ -12,6 +12,24 @@ QString seconds(int milliseconds)
     return QString::number(milliseconds / 1000.0);
 }
 
+// What each service is asked, in this order, after the listing.
+const QStringList perService{QStringLiteral("-getinfo"), QStringLiteral("-getdnsservers"),
+                             QStringLiteral("-getsearchdomains")};
+
+// One item a line; "There aren't any DNS Servers set on Wi-Fi." when none is set by hand.
+QStringList parseList(const QString& text)
+{
+    QStringList items;
+    for (const QString& line : text.split(QLatin1Char('\n'))) {
+        const QString item = line.trimmed();
+        if (item.startsWith(QLatin1String("There aren't any")))
+            return {};
+        if (!item.isEmpty())
+            items.append(item);
+    }
+    return items;
+}
+
 QHostAddress address(const QMap<QString, QString>& entry, const QString& key)
 {
     const QString text = entry.value(key);
@@ -62,17 +80,26 @@ QString ServiceState::methodText() const
 
 QString ServiceState::describe() const
 {
-    switch (method) {
-    case Method::Dhcp:
-        return QStringLiteral("DHCP");
-    case Method::Manual:
-        return QStringLiteral("%1 mask %2, %3")
-            .arg(address.toString(), mask.toString(),
-                 router.isNull() ? QStringLiteral("no router") : QStringLiteral("router ") + router.toString());
-    case Method::None:
-        break;
-    }
-    return QStringLiteral("no IPv4 configuration");
+    QString text = QStringLiteral("no IPv4 configuration");
+    if (method == Method::Dhcp)
+        text = QStringLiteral("DHCP");
+    else if (method == Method::Manual)
+        text = QStringLiteral("%1 mask %2, %3")
+                   .arg(address.toString(), mask.toString(),
+                        router.isNull() ? QStringLiteral("no router") : QStringLiteral("router ") + router.toString());
+    if (!dnsServers.isEmpty())
+        text += QStringLiteral(", DNS ") + dnsText().join(QStringLiteral(", "));
+    if (!searchDomains.isEmpty())
+        text += QStringLiteral(", search ") + searchDomains.join(QStringLiteral(", "));
+    return text;
+}
+
+QStringList ServiceState::dnsText() const
+{
+    QStringList servers;
+    for (const QHostAddress& server : dnsServers)
+        servers.append(server.toString());
+    return servers;
 }
 
 const ServiceState* MachineReading::find(const QString& name) const
@@ -128,8 +155,10 @@ MachineReading readMachine(const std::atomic<bool>* cancel, int timeoutMs, int p
 
     const QList<NetworkManager::Service> services = NetworkManager::parseServiceOrder(listed.out);
     QList<System::Command> commands;
-    for (const NetworkManager::Service& service : services)
-        commands.append({QStringLiteral("networksetup"), {QStringLiteral("-getinfo"), service.name}});
+    for (const NetworkManager::Service& service : services) {
+        for (const QString& verb : perService)
+            commands.append({QStringLiteral("networksetup"), {verb, service.name}});
+    }
     const System::Command ifconfig{QStringLiteral("ifconfig"), {}};
     commands.append(ifconfig);
     const QList<System::Outcome> answers = System::runAll(commands, cancel, timeoutMs, parallel);
@@ -149,14 +178,20 @@ MachineReading readMachine(const std::atomic<bool>* cancel, int timeoutMs, int p
         state.name = listed.name;
         state.device = listed.device;
         state.hardwarePort = listed.hardware;
-        state.reading = judgeReading(commands.at(i), answers.at(i), timeoutMs);
+        const qsizetype first = i * perService.size();
+        for (qsizetype k = 0; k < perService.size() && state.reading.ok(); ++k)
+            state.reading = judgeReading(commands.at(first + k), answers.at(first + k), timeoutMs);
         if (state.reading.ok()) {
+            const QString& info = answers.at(first).out;
             QMap<QString, QString> entry;
-            NetworkManager::parseServiceInfo(answers.at(i).out, entry);
-            state.method = parseMethod(answers.at(i).out);
+            NetworkManager::parseServiceInfo(info, entry);
+            state.method = parseMethod(info);
             state.address = address(entry, QStringLiteral("IP address"));
             state.mask = address(entry, QStringLiteral("Subnet mask"));
             state.router = address(entry, QStringLiteral("Router"));
+            for (const QString& server : parseList(answers.at(first + 1).out))
+                state.dnsServers.append(QHostAddress(server));
+            state.searchDomains = parseList(answers.at(first + 2).out);
         }
         machine.services.append(state);
     }

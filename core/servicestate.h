@@ -43,8 +43,10 @@ struct ServiceState
 
     // "dhcp", "manual", "none"
     QString methodText() const;
-    // What it uses now, for a person: "DHCP", "192.168.1.201 mask 255.255.255.0, router 192.168.1.1".
+    // What it uses now, for a person: "DHCP", "192.168.1.201 mask 255.255.255.0, router 192.168.1.1", and the
+    // DNS set by hand: ", DNS 10.0.0.53, search example.org".
     QString describe() const;
+    QStringList dnsText() const;
 };
 
 // The whole machine at one moment: the services in the order the user set for them.
