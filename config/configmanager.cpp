@@ -1,5 +1,7 @@
 #include "config/configmanager.h"
 
+#include "network/networkmanager.h"
+
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
@@ -89,6 +91,35 @@ QStringList readForbidden(QXmlStreamReader& reader)
     return names;
 }
 
+// What a profile keeps of its <dns> or <search> elements: AUTOMATIC, the valid items joined by line
+// feeds, or nothing. An item that could not be applied is dropped rather than the whole profile, and the
+// log says so.
+QString readList(const QString& profile, const QString& key, const QStringList& texts)
+{
+    const bool servers = key == ConfigManager::DNS_KEY;
+    const QString kind = servers ? QStringLiteral("DNS server") : QStringLiteral("search domain");
+    const auto drop = [&](const QString& item, const QString& why) {
+        qWarning().noquote() << QStringLiteral("Profile \"%1\": %2 \"%3\" dropped: %4").arg(profile, kind, item, why);
+    };
+    QStringList kept;
+    bool automatic = false;
+    for (const QString& text : texts) {
+        const QString item = text.trimmed();
+        if (item == ConfigManager::AUTOMATIC)
+            automatic = true;
+        else if (servers ? NetworkManager::isDnsServer(item) : NetworkManager::isSearchDomain(item))
+            kept.append(item);
+        else
+            drop(item, servers ? QStringLiteral("not an IPv4 or IPv6 address") : QStringLiteral("not a domain name"));
+    }
+    if (kept.isEmpty())
+        return automatic ? ConfigManager::AUTOMATIC : QString();
+    if (automatic)
+        drop(ConfigManager::AUTOMATIC, servers ? QStringLiteral("the profile lists addresses too")
+                                               : QStringLiteral("the profile lists domains too"));
+    return kept.join(QLatin1Char('\n'));
+}
+
 QString saveError(const QString& path, const QString& reason)
 {
     return QObject::tr("Could not save %1: %2").arg(QDir::toNativeSeparators(path), reason);
@@ -107,6 +138,11 @@ const QString ConfigManager::NETWORK_ID_KEY = QStringLiteral("default_network_id
 const QString ConfigManager::FORBIDDEN_KEY = QStringLiteral("forbidden_interfaces");
 const QString ConfigManager::INTERFACE_KEY = QStringLiteral("interface");
 const QString ConfigManager::FORBIDDEN_SEPARATOR = QStringLiteral(", ");
+const QString ConfigManager::DNS_KEY = QStringLiteral("dns");
+const QString ConfigManager::SEARCH_KEY = QStringLiteral("search");
+const QString ConfigManager::AUTOMATIC = QStringLiteral("automatic");
+const QString ConfigManager::DNS_ON_DHCP_KEY = QStringLiteral("dns_on_dhcp");
+const QString ConfigManager::KEEP = QStringLiteral("keep");
 
 ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile)
     : fileName(fileName), defaultFile(defaultFile)
@@ -367,6 +403,7 @@ void ConfigManager::read(QXmlStreamReader& reader)
         if (reader.name() == QLatin1String("config")) {
             QString name;
             ProfileEntry entry;
+            QMap<QString, QStringList> lists;
             while (reader.readNextStartElement()) {
                 const QString key = reader.name().toString();
                 const QString text = reader.readElementText();
@@ -375,8 +412,18 @@ void ConfigManager::read(QXmlStreamReader& reader)
                     break;
                 if (key == QLatin1String("name"))
                     name = text;
+                else if (key == DNS_KEY || key == SEARCH_KEY)
+                    lists[key].append(text);
                 else
                     entry.insert(key, text);
+            }
+            // A list cut short by a fault would set servers nobody chose: the profile then leaves DNS alone.
+            if (!name.isEmpty() && !reader.hasError()) {
+                for (auto list = lists.cbegin(); list != lists.cend(); ++list) {
+                    const QString value = readList(name, list.key(), list.value());
+                    if (!value.isEmpty())
+                        entry.insert(list.key(), value);
+                }
             }
             if (!name.isEmpty())
                 profiles.append({name, entry});
@@ -440,6 +487,10 @@ void ConfigManager::write(QXmlStreamWriter& writer) const
             if (entry.contains(key))
                 writeTextElement(writer, key, entry.value(key));
         }
+        for (const QString& key : {DNS_KEY, SEARCH_KEY}) {
+            for (const QString& item : entry.value(key).split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+                writeTextElement(writer, key, item);
+        }
         writer.writeEndElement();
     }
     // Always complete, so that a file read without its settings gets them back with the next save. The
@@ -499,6 +550,11 @@ int ConfigManager::defaultHost() const
 QStringList ConfigManager::getForbiddenInterfaces() const
 {
     return forbidden ? *forbidden : defaultForbidden();
+}
+
+QString ConfigManager::dnsOnDhcp() const
+{
+    return getParameter(SETTINGS, DNS_ON_DHCP_KEY) == AUTOMATIC ? AUTOMATIC : KEEP;
 }
 
 QStringList ConfigManager::defaultForbidden() const

@@ -11,7 +11,7 @@
 class QXmlStreamReader;
 class QXmlStreamWriter;
 
-// One section of the configuration: a profile ("address", "mask", optional "gateway") or the
+// One section of the configuration: a profile ("address", "mask", optional "gateway", "dns", "search") or the
 // settings ("default_network_id" and any other key). A profile's name is the key it is stored under,
 // never a key inside it; the forbidden services are a list of their own, not a key.
 using ProfileEntry = QMap<QString, QString>;
@@ -34,6 +34,15 @@ public:
     // joined by FORBIDDEN_SEPARATOR as the element's text, which is still read.
     static const QString INTERFACE_KEY;
     static const QString FORBIDDEN_SEPARATOR;
+    // A profile's DNS servers and search domains: absent when the profile leaves what the service has,
+    // AUTOMATIC to clear what was set by hand, else the items joined by line feeds in the user's order.
+    // In the file, one element per item, or one holding AUTOMATIC.
+    static const QString DNS_KEY;
+    static const QString SEARCH_KEY;
+    static const QString AUTOMATIC;
+    // The setting for DNS on a switch to DHCP: KEEP what is set (also when missing or unknown) or AUTOMATIC.
+    static const QString DNS_ON_DHCP_KEY;
+    static const QString KEEP;
     // The host number when the settings hold none from 0 to 255.
     static constexpr int DEFAULT_HOST = 201;
 
@@ -77,6 +86,8 @@ public:
     // The services the user has forbidden, never offered, never changed; the default file's when the
     // settings hold no list.
     QStringList getForbiddenInterfaces() const;
+    // KEEP or AUTOMATIC.
+    QString dnsOnDhcp() const;
     bool setForbiddenInterfaces(const QStringList& names, QString* error = nullptr);
     bool addEntry(const QString& name, const QMap<QString, QString>& entry, QString* error = nullptr);
     bool removeEntry(const QString& name, QString* error = nullptr);

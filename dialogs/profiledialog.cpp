@@ -4,9 +4,59 @@
 #include "config/configmanager.h"
 #include "network/networkmanager.h"
 
+#include <QCheckBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMap>
 #include <QMessageBox>
+#include <QRegularExpression>
+
+namespace {
+
+// A DNS field holds its items separated by commas or blanks, as people paste them from elsewhere.
+QStringList itemsOf(const QLineEdit* field)
+{
+    static const QRegularExpression separators(QStringLiteral("[,\\s]+"));
+    return field->text().split(separators, Qt::SkipEmptyParts);
+}
+
+// What the store keeps of a DNS field: nothing (the service's DNS stays as it is), AUTOMATIC, or the items.
+QString storedList(const QLineEdit* field, const QCheckBox* automatic)
+{
+    if (automatic->isChecked())
+        return ConfigManager::AUTOMATIC;
+    return itemsOf(field).join(QLatin1Char('\n'));
+}
+
+void showList(const QString& stored, QLineEdit* field, QCheckBox* automatic)
+{
+    automatic->setChecked(stored == ConfigManager::AUTOMATIC);
+    field->setText(stored == ConfigManager::AUTOMATIC ? QString()
+                                                      : stored.split(QLatin1Char('\n')).join(QStringLiteral(", ")));
+}
+
+QString serversProblem(const QLineEdit* field, const QCheckBox* automatic)
+{
+    for (const QString& item : automatic->isChecked() ? QStringList() : itemsOf(field)) {
+        if (!NetworkManager::isDnsServer(item))
+            return ProfileDialog::tr("\"%1\" is not an IPv4 or IPv6 address.").arg(item);
+    }
+    return {};
+}
+
+QString domainsProblem(const QLineEdit* field, const QCheckBox* automatic)
+{
+    for (const QString& item : automatic->isChecked() ? QStringList() : itemsOf(field)) {
+        if (!NetworkManager::isSearchDomain(item))
+            return ProfileDialog::tr("\"%1\" is not a domain name: labels of letters, digits and hyphens between "
+                                     "dots, none starting or ending with a hyphen, up to 63 characters each and 253 "
+                                     "in all.")
+                .arg(item);
+    }
+    return {};
+}
+
+} // namespace
 
 ProfileDialog::ProfileDialog(ConfigManager& config, QWidget* parent)
     : QDialog(parent), ui(new Ui::ProfileDialog), config(config), currentProfileName(), isNewProfile(false)
@@ -19,8 +69,13 @@ ProfileDialog::ProfileDialog(ConfigManager& config, QWidget* parent)
     connect(ui->buttonSave, &QAbstractButton::clicked, this, &ProfileDialog::onSave);
     connect(ui->buttonClose, &QAbstractButton::clicked, this, &QWidget::close);
     // Enter in a field saves the profile and keeps the dialog open: no button is the dialog's default.
-    for (QLineEdit* field : {ui->lineEditName, ui->lineEditAddress, ui->lineEditMask, ui->lineEditGateway})
+    for (QLineEdit* field : {ui->lineEditName, ui->lineEditAddress, ui->lineEditMask, ui->lineEditGateway,
+                             ui->lineEditDns, ui->lineEditSearch})
         connect(field, &QLineEdit::returnPressed, this, &ProfileDialog::onSave);
+    for (QLineEdit* field : {ui->lineEditDns, ui->lineEditSearch})
+        connect(field, &QLineEdit::textChanged, this, &ProfileDialog::updateDnsFields);
+    for (QCheckBox* box : {ui->checkBoxDnsAutomatic, ui->checkBoxSearchAutomatic})
+        connect(box, &QAbstractButton::toggled, this, &ProfileDialog::updateDnsFields);
 
     loadProfileList();
     // The first profile is shown, and chosen in the list, from the start.
@@ -63,6 +118,8 @@ void ProfileDialog::loadProfileDetails(const QString& name)
     ui->lineEditAddress->setText(config.getParameter(name, ConfigManager::ADDRESS_KEY));
     ui->lineEditMask->setText(config.getParameter(name, ConfigManager::MASK_KEY));
     ui->lineEditGateway->setText(config.getParameter(name, ConfigManager::GATEWAY_KEY));
+    showList(config.getParameter(name, ConfigManager::DNS_KEY), ui->lineEditDns, ui->checkBoxDnsAutomatic);
+    showList(config.getParameter(name, ConfigManager::SEARCH_KEY), ui->lineEditSearch, ui->checkBoxSearchAutomatic);
 }
 
 void ProfileDialog::clearDetails()
@@ -72,6 +129,8 @@ void ProfileDialog::clearDetails()
     ui->lineEditAddress->clear();
     ui->lineEditMask->clear();
     ui->lineEditGateway->clear();
+    showList(QString(), ui->lineEditDns, ui->checkBoxDnsAutomatic);
+    showList(QString(), ui->lineEditSearch, ui->checkBoxSearchAutomatic);
 }
 
 void ProfileDialog::setFieldsEnabled(bool enabled)
@@ -80,8 +139,24 @@ void ProfileDialog::setFieldsEnabled(bool enabled)
     ui->lineEditAddress->setEnabled(enabled);
     ui->lineEditMask->setEnabled(enabled);
     ui->lineEditGateway->setEnabled(enabled);
-    ui->buttonSave->setEnabled(enabled);
+    ui->checkBoxDnsAutomatic->setEnabled(enabled);
+    ui->checkBoxSearchAutomatic->setEnabled(enabled);
     ui->buttonDelete->setEnabled(enabled && !isNewProfile);
+    updateDnsFields();
+}
+
+void ProfileDialog::updateDnsFields()
+{
+    const bool enabled = ui->lineEditName->isEnabled();
+    ui->lineEditDns->setEnabled(enabled && !ui->checkBoxDnsAutomatic->isChecked());
+    ui->lineEditSearch->setEnabled(enabled && !ui->checkBoxSearchAutomatic->isChecked());
+    const QString servers = serversProblem(ui->lineEditDns, ui->checkBoxDnsAutomatic);
+    const QString domains = domainsProblem(ui->lineEditSearch, ui->checkBoxSearchAutomatic);
+    ui->labelDnsProblem->setText(servers);
+    ui->labelDnsProblem->setVisible(!servers.isEmpty());
+    ui->labelSearchProblem->setText(domains);
+    ui->labelSearchProblem->setVisible(!domains.isEmpty());
+    ui->buttonSave->setEnabled(enabled && servers.isEmpty() && domains.isEmpty());
 }
 
 void ProfileDialog::onAddProfile()
@@ -144,6 +219,13 @@ bool ProfileDialog::validateFields()
                     ui->lineEditMask);
     if (!gateway.isEmpty() && !NetworkManager::isIPv4(gateway))
         return fail(tr("Invalid gateway address."), ui->lineEditGateway);
+    // Enter saves even while Save is off: the reason shown under the field is given again.
+    const QString servers = serversProblem(ui->lineEditDns, ui->checkBoxDnsAutomatic);
+    if (!servers.isEmpty())
+        return fail(servers, ui->lineEditDns);
+    const QString domains = domainsProblem(ui->lineEditSearch, ui->checkBoxSearchAutomatic);
+    if (!domains.isEmpty())
+        return fail(domains, ui->lineEditSearch);
     return true;
 }
 
@@ -165,6 +247,12 @@ bool ProfileDialog::saveProfile()
     // A profile without a router has no gateway element at all, not an empty one.
     if (!gateway.isEmpty())
         entry.insert(ConfigManager::GATEWAY_KEY, gateway);
+    const QString servers = storedList(ui->lineEditDns, ui->checkBoxDnsAutomatic);
+    if (!servers.isEmpty())
+        entry.insert(ConfigManager::DNS_KEY, servers);
+    const QString domains = storedList(ui->lineEditSearch, ui->checkBoxSearchAutomatic);
+    if (!domains.isEmpty())
+        entry.insert(ConfigManager::SEARCH_KEY, domains);
 
     // The store gives no reason when it refuses a name, and the system's when it cannot write the file.
     QString error;
@@ -222,12 +310,16 @@ bool ProfileDialog::hasUnsavedEdits() const
     const QString address = ui->lineEditAddress->text().trimmed();
     const QString mask = ui->lineEditMask->text().trimmed();
     const QString gateway = ui->lineEditGateway->text().trimmed();
+    const QString servers = storedList(ui->lineEditDns, ui->checkBoxDnsAutomatic);
+    const QString domains = storedList(ui->lineEditSearch, ui->checkBoxSearchAutomatic);
     if (isNewProfile)
-        return !(name + address + mask + gateway).isEmpty();
+        return !(name + address + mask + gateway + servers + domains).isEmpty();
     return name != currentProfileName ||
            address != config.getParameter(currentProfileName, ConfigManager::ADDRESS_KEY) ||
            mask != config.getParameter(currentProfileName, ConfigManager::MASK_KEY) ||
-           gateway != config.getParameter(currentProfileName, ConfigManager::GATEWAY_KEY);
+           gateway != config.getParameter(currentProfileName, ConfigManager::GATEWAY_KEY) ||
+           servers != config.getParameter(currentProfileName, ConfigManager::DNS_KEY) ||
+           domains != config.getParameter(currentProfileName, ConfigManager::SEARCH_KEY);
 }
 
 void ProfileDialog::reject()

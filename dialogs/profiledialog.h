@@ -33,6 +33,9 @@ private:
     void loadProfileDetails(const QString& name);
     void clearDetails();
     void setFieldsEnabled(bool enabled);
+    // Enables the DNS fields as their Automatic boxes allow, shows why what is typed there cannot be saved,
+    // and allows Save only when it can.
+    void updateDnsFields();
     bool validateFields();
     bool saveProfile();
     bool hasUnsavedEdits() const;

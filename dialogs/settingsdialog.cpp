@@ -12,6 +12,8 @@ SettingsDialog::SettingsDialog(ConfigManager& config, QWidget* parent)
     : QDialog(parent), ui(new Ui::SettingsDialog), config(config)
 {
     ui->setupUi(this);
+    ui->comboBoxDnsOnDhcp->addItem(tr("Keep what is set"), ConfigManager::KEEP);
+    ui->comboBoxDnsOnDhcp->addItem(tr("Automatic"), ConfigManager::AUTOMATIC);
 
     connect(ui->buttonAdd, &QAbstractButton::clicked, this, &SettingsDialog::onAdd);
     connect(ui->buttonRemove, &QAbstractButton::clicked, this, &SettingsDialog::onRemove);
@@ -30,6 +32,7 @@ SettingsDialog::~SettingsDialog()
 void SettingsDialog::loadSettings()
 {
     ui->spinBoxNetworkId->setValue(config.defaultHost());
+    ui->comboBoxDnsOnDhcp->setCurrentIndex(ui->comboBoxDnsOnDhcp->findData(config.dnsOnDhcp()));
 
     ui->listForbidden->clear();
     ui->listForbidden->addItems(config.getForbiddenInterfaces());
@@ -64,10 +67,13 @@ void SettingsDialog::onSave()
     for (int row = 0; row < ui->listForbidden->count(); ++row)
         names.append(ui->listForbidden->item(row)->text());
 
-    // The list is only written when the host number could be; either failure keeps the dialog open.
+    // Each is written only when the one before could be; any failure keeps the dialog open. The DNS choice is
+    // written only when changed, so that a file without it stays as it was.
+    const QString dnsOnDhcp = ui->comboBoxDnsOnDhcp->currentData().toString();
     QString error;
     if (!config.updateSetting(ConfigManager::NETWORK_ID_KEY, QString::number(ui->spinBoxNetworkId->value()), &error) ||
-        !config.setForbiddenInterfaces(names, &error)) {
+        !config.setForbiddenInterfaces(names, &error) ||
+        (dnsOnDhcp != config.dnsOnDhcp() && !config.updateSetting(ConfigManager::DNS_ON_DHCP_KEY, dnsOnDhcp, &error))) {
         QMessageBox::critical(this, tr("Error"), tr("The settings were not saved.\n%1").arg(error), QMessageBox::Ok);
         return;
     }

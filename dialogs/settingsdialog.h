@@ -8,7 +8,8 @@ namespace Ui {
 class SettingsDialog;
 }
 
-// Edits the default network id and the forbidden interfaces, and can reset the whole configuration.
+// Edits the default network id, the forbidden interfaces and what a switch to DHCP does to DNS, and can reset
+// the whole configuration.
 class SettingsDialog : public QDialog
 {
     Q_OBJECT

@@ -3,6 +3,7 @@
 #include "network/system.h"
 
 #include <QDebug>
+#include <QHostAddress>
 #include <QRegularExpression>
 #include <QStringList>
 
@@ -193,6 +194,26 @@ bool NetworkManager::isIPv4(const QString& text)
 {
     static const QRegularExpression expression(QStringLiteral("^%1$").arg(IP_PATTERN));
     return expression.match(text).hasMatch();
+}
+
+bool NetworkManager::isDnsServer(const QString& text)
+{
+    // Also keeps out what the address parsers would forgive: blanks, a line feed, a scope, brackets.
+    static const QRegularExpression characters(QStringLiteral("\\A[0-9A-Fa-f.:]+\\z"));
+    if (!characters.match(text).hasMatch())
+        return false;
+    if (isIPv4(text))
+        return true;
+    QHostAddress address;
+    return text.contains(QLatin1Char(':')) && address.setAddress(text) &&
+           address.protocol() == QAbstractSocket::IPv6Protocol;
+}
+
+bool NetworkManager::isSearchDomain(const QString& text)
+{
+    static const QString label = QStringLiteral("[A-Za-z0-9]([A-Za-z0-9-]{0,61}[A-Za-z0-9])?");
+    static const QRegularExpression name(QStringLiteral("\\A%1(\\.%1)*\\z").arg(label));
+    return text.size() <= 253 && name.match(text).hasMatch();
 }
 
 bool NetworkManager::isNetmask(const QString& text)

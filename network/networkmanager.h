@@ -40,6 +40,10 @@ public:
     static InterfaceMap parseIfconfig(const QString& text);
 
     static bool isIPv4(const QString& text);
+    // A name server as networksetup takes it: IPv4 as isIPv4 accepts it, or IPv6 without a scope (%en0).
+    static bool isDnsServer(const QString& text);
+    // A DNS name of letters, digits and hyphens, without the trailing dot of an absolute name.
+    static bool isSearchDomain(const QString& text);
     // A dotted IPv4 mask whose one bits are contiguous: 255.255.254.0, not 255.0.255.0.
     static bool isNetmask(const QString& text);
     static QString NetmaskHex2Str(const QString& hex);

@@ -4,6 +4,9 @@
 #include "tests/common/boxanswerer.h"
 #include "tests/common/session.h"
 
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QSpinBox>
@@ -264,6 +267,62 @@ private slots:
         QCOMPARE(s.file() != before, saved);
     }
 
+    void takesDnsAsTyped_data()
+    {
+        QTest::addColumn<QString>("servers"); // typed; "automatic" ticks the box instead
+        QTest::addColumn<QString>("domains");
+        QTest::addColumn<QString>("problems"); // shown under the servers, then the domains
+        QTest::addColumn<QString>("stored");   // the profile's dns, then search; empty when Save is off
+        const auto row = [](const char* name, const QString& servers, const QString& domains, const QString& problems,
+                            const QString& stored) { QTest::newRow(name) << servers << domains << problems << stored; };
+        row("lists in the order typed, commas or blanks", " 10.0.0.53,2001:db8::53  10.0.0.54,",
+            "lab.example.com, example.com", "|", "10.0.0.53\n2001:db8::53\n10.0.0.54|lab.example.com\nexample.com");
+        row("automatic, whatever the field holds", "automatic", "automatic", "|", "automatic|automatic");
+        row("empty leaves the service's DNS alone", "", "", "|", "|");
+        row("a bad server or domain turns Save off", "10.0.0.53 fe80::1%en0", "lab.example.com -lab.example.com",
+            "\"fe80::1%en0\" is not an IPv4 or IPv6 address.|\"-lab.example.com\" is not a domain name: labels of "
+            "letters, digits and hyphens between dots, none starting or ending with a hyphen, up to 63 characters each "
+            "and 253 in all.",
+            "");
+    }
+
+    // The stored form is what the switching core applies; the profile shows it again, the items joined by commas.
+    void takesDnsAsTyped()
+    {
+        QFETCH(QString, servers);
+        QFETCH(QString, domains);
+        QFETCH(QString, stored);
+        StoreSession s;
+        auto d = std::make_unique<Opened<ProfileDialog>>(s.start());
+        QVERIFY(d->active);
+        for (const auto& [field, box, text] : {std::tuple{"lineEditDns", "checkBoxDnsAutomatic", servers},
+                                               {"lineEditSearch", "checkBoxSearchAutomatic", domains}}) {
+            d->type(field, text == "automatic" ? "not valid!" : text);
+            if (text == "automatic")
+                d->press(box);
+        }
+        const QString problems =
+            d->child<QLabel>("labelDnsProblem")->text() + '|' + d->child<QLabel>("labelSearchProblem")->text();
+        QTEST(problems, "problems");
+        QCOMPARE(d->child("buttonSave")->isEnabled(), !stored.isEmpty());
+        if (stored.isEmpty())
+            return;
+        d->press("buttonSave");
+        QCOMPARE(s.store->getParameter("LA-Network", "dns") + '|' + s.store->getParameter("LA-Network", "search"),
+                 stored);
+        d.reset();
+        d = std::make_unique<Opened<ProfileDialog>>(s.start());
+        const auto shown = [&](const char* field, const char* box) {
+            return d->child<QCheckBox>(box)->isChecked() ? QString("automatic") : d->child<QLineEdit>(field)->text();
+        };
+        QCOMPARE(shown("lineEditDns", "checkBoxDnsAutomatic") + '|' +
+                     shown("lineEditSearch", "checkBoxSearchAutomatic"),
+                 QString(stored).replace("\n", ", "));
+        // Nothing to save as shown.
+        d->press("buttonClose");
+        QVERIFY(d->seen.isEmpty() && !d->dialog.isVisible());
+    }
+
     void savesSettingsOnlyOnSave()
     {
         StoreSession s;
@@ -286,7 +345,7 @@ private slots:
         }
         QVERIFY(d->child<QLineEdit>("lineEditForbidden")->text() == "   " && s.file() == before);
         d->press("buttonSave");
-        QVERIFY(!d->dialog.isVisible());
+        QVERIFY(!d->dialog.isVisible() && !s.file().contains("dns_on_dhcp"));
         const QString shown = "255/Thunderbolt Bridge|Wi-Fi,Ethernet|USB LAN|Dock, left|Pont Thunderbolt";
         QVERIFY(s.file().contains("<default_network_id>255</default_network_id>") &&
                 s.file().contains("<interface>Dock, left</interface>"));
@@ -296,6 +355,12 @@ private slots:
         d->child<QSpinBox>("spinBoxNetworkId")->setValue(0);
         d->press("buttonClose");
         QCOMPARE(settingsShown(store), shown);
+        // Keeping the DNS that is set is the default, written only once changed.
+        d = std::make_unique<Opened<SettingsDialog>>(store);
+        QCOMPARE(d->child<QComboBox>("comboBoxDnsOnDhcp")->currentText(), "Keep what is set");
+        d->child<QComboBox>("comboBoxDnsOnDhcp")->setCurrentText("Automatic");
+        d->press("buttonSave");
+        QVERIFY(store.dnsOnDhcp() == "automatic" && s.file().contains("<dns_on_dhcp>automatic</dns_on_dhcp>"));
 
         // A save that cannot be written says why and leaves the dialog open with its edits.
         const QString folder = QFileInfo(s.path).path();

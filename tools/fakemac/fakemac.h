@@ -31,7 +31,8 @@ public:
     void setServices(const QString& lines) { writeControl(QStringLiteral("services"), lines.toUtf8()); }
     QString services() const;
 
-    // "admin", "unknown", "invalid" or "silent"; an empty mode switches failures off.
+    // "admin", "unknown", "invalid", "dns" or "silent", or several blank-separated; an empty mode switches
+    // failures off.
     void setFailure(const QString& mode) { writeControl(QStringLiteral("fail"), mode.toUtf8(), !mode.isEmpty()); }
     // Every call sleeps this long before it answers; 0 makes them instant.
     void setDelay(double seconds) { writeControl(QStringLiteral("delay"), QByteArray::number(seconds), seconds > 0); }
@@ -41,8 +42,8 @@ public:
     {
         writeControl(QStringLiteral("prompt"), answer.toUtf8(), !answer.isEmpty());
     }
-    // Printed verbatim instead of the simulated output: "listnetworkserviceorder", "ifconfig",
-    // or "getinfo-" followed by the service name.
+    // Printed verbatim instead of the simulated output: "listnetworkserviceorder", "ifconfig", or
+    // "getinfo-", "getdnsservers-" or "getsearchdomains-" followed by the service name.
     void setReplay(const QString& name, const QString& text)
     {
         writeControl(QStringLiteral("replay/") + name, text.toUtf8());
