@@ -1,5 +1,6 @@
 #include "cli/cli.h"
 
+#include "cli/profilecommands.h"
 #include "core/switcher.h"
 
 #include <QCommandLineParser>
@@ -286,9 +287,21 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         "  apply SERVICE PROFILE [--host N] [--router [ADDRESS]]\n"
         "                       the profile's network with host number N, and its mask;\n"
         "                       DHCP as PROFILE switches to DHCP\n"
-        "  dhcp SERVICE         the same as apply SERVICE DHCP\n\n"
+        "  dhcp SERVICE         the same as apply SERVICE DHCP\n"
+        "  profile add NAME NETWORK MASK [--gateway ADDRESS]\n"
+        "                       a new profile: a mask with contiguous one bits, a gateway\n"
+        "                       inside the network\n"
+        "  profile edit NAME [--network ADDRESS] [--mask MASK] [--gateway ADDRESS | --no-gateway]\n"
+        "                       changes what is given, keeps the rest\n"
+        "  profile rename OLD NEW\n"
+        "  profile remove NAME\n"
+        "  setting default-host N\n"
+        "                       the host number apply uses without --host (0-255)\n"
+        "  setting hide SERVICE never offer SERVICE, here or in the window\n"
+        "  setting unhide SERVICE\n"
+        "                       offer SERVICE again\n\n"
         "Exit status: 0 done; 1 the system did not do it (refused, cancelled, timed out, partly applied,\n"
-        "a reading that failed); 2 bad usage or bad input (nothing was run or written)."));
+        "a reading or a save that failed); 2 bad usage or bad input (nothing was run or written)."));
     const QCommandLineOption helpOption = parser.addHelpOption();
     const QCommandLineOption versionOption = parser.addVersionOption();
     const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("status, profiles: print JSON."));
@@ -311,7 +324,9 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     const QCommandLineOption verboseOption(QStringLiteral("verbose"),
                                            QStringLiteral("print the log of what is run on standard error."));
     parser.addOptions({jsonOption, hostOption, routerOption, timeoutOption, askAdminOption, verboseOption});
-    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("status, profiles, apply or dhcp."));
+    parser.addOptions(profileOptions());
+    parser.addPositionalArgument(QStringLiteral("command"),
+                                 QStringLiteral("status, profiles, apply, dhcp, profile or setting."));
     parser.addPositionalArgument(QStringLiteral("arguments"), QStringLiteral("SERVICE, PROFILE, ADDRESS."),
                                  QStringLiteral("[arguments...]"));
 
@@ -334,7 +349,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     QStringList args = parser.positionalArguments();
     const QString command = args.isEmpty() ? QString() : args.takeFirst();
     const QStringList commands{QStringLiteral("status"), QStringLiteral("profiles"), QStringLiteral("apply"),
-                               QStringLiteral("dhcp")};
+                               QStringLiteral("dhcp"),   QStringLiteral("profile"),  QStringLiteral("setting")};
     if (!commands.contains(command)) {
         const QString what = command.isEmpty() ? QStringLiteral("no command") : "unknown command \"" + command + '"';
         return badUsage(err, what + QStringLiteral("; the commands are: ") + commands.join(QStringLiteral(", ")));
@@ -347,6 +362,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     const bool askAdmin = parser.isSet(askAdminOption);
     if (askAdmin && command != QLatin1String("apply") && command != QLatin1String("dhcp"))
         return badUsage(err, QStringLiteral("--ask-admin goes with apply and dhcp"));
+    if (const std::optional<int> done = runProfileCommand(command, args, parser, out, err, environment))
+        return *done;
     Context context{out, err, environment, System::defaultTimeoutMs, askAdmin};
     if (parser.isSet(timeoutOption)) {
         context.timeoutMs = parseTimeout(parser.value(timeoutOption));

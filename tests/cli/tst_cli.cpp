@@ -7,6 +7,10 @@
 #include <QTest>
 #include <QTextStream>
 
+#include <csignal>
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace {
 
 // The simulated Mac's default machine and the built-in default profiles, as the CLI prints them.
@@ -28,6 +32,74 @@ const QByteArray aliceConfig = "<root><config><name>Lab</name><address>10.1.2.0<
                                "</config><settings><default_network_id>7</default_network_id></settings></root>";
 const QString services = QStringLiteral("the services are: Ethernet, Wi-Fi, USB 10/100/1000 LAN, iPhone USB");
 
+// config.xml as the store writes it.
+QByteArray profileXml(const QByteArray& name, const QByteArray& network, const QByteArray& mask,
+                      const QByteArray& gateway = {})
+{
+    QByteArray xml = "   <config>\n      <name>" + name + "</name>\n      <address>" + network +
+                     "</address>\n      <mask>" + mask + "</mask>\n";
+    if (!gateway.isEmpty())
+        xml += "      <gateway>" + gateway + "</gateway>\n";
+    return xml + "   </config>\n";
+}
+QByteArray configXml(const QByteArrayList& profiles, const QByteArray& host = "201",
+                     const QByteArrayList& hidden = {"Thunderbolt Bridge"})
+{
+    QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<root>\n" + profiles.join() +
+                     "   <settings>\n      <default_network_id>" + host + "</default_network_id>\n";
+    if (hidden.isEmpty())
+        return xml + "      <forbidden_interfaces></forbidden_interfaces>\n   </settings>\n</root>\n";
+    xml += "      <forbidden_interfaces>\n";
+    for (const QByteArray& name : hidden)
+        xml += "         <interface>" + name + "</interface>\n";
+    return xml + "      </forbidden_interfaces>\n   </settings>\n</root>\n";
+}
+const QByteArray noFile = "(no file)";
+
+QByteArray bytesOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : noFile;
+}
+
+// Makes every save fail while it lives, also as root, who writes into any folder: the folder is read-only and
+// root enters it as an ordinary user; or files may not grow past 512 bytes.
+class SaveFault
+{
+public:
+    SaveFault(const QString& kind, const QString& home) : kind(kind), folder(home + QStringLiteral("/Library/Tarnwick"))
+    {
+        if (kind == QLatin1String("read-only folder")) {
+            QFile::setPermissions(home, QFile::Permissions(0x7755));
+            QFile::setPermissions(folder, QFile::Permissions(0x5555));
+            asOther = geteuid() == 0 && seteuid(65534) == 0;
+        } else if (kind == QLatin1String("file too large")) {
+            getrlimit(RLIMIT_FSIZE, &limit);
+            signalWas = std::signal(SIGXFSZ, SIG_IGN);
+            const rlimit small{512, limit.rlim_max};
+            setrlimit(RLIMIT_FSIZE, &small);
+        }
+    }
+    ~SaveFault()
+    {
+        if (asOther && seteuid(0) != 0)
+            qFatal("cannot become root again");
+        if (kind == QLatin1String("read-only folder"))
+            QFile::setPermissions(folder, QFile::Permissions(0x7755));
+        if (kind == QLatin1String("file too large")) {
+            setrlimit(RLIMIT_FSIZE, &limit);
+            std::signal(SIGXFSZ, signalWas);
+        }
+    }
+
+private:
+    QString kind;
+    QString folder;
+    bool asOther = false;
+    rlimit limit{};
+    void (*signalWas)(int) = SIG_DFL;
+};
+
 } // namespace
 
 class TestCli : public QObject
@@ -37,6 +109,8 @@ class TestCli : public QObject
 private slots:
     void runsCommandAgainstSimulatedMac_data();
     void runsCommandAgainstSimulatedMac();
+    void changesConfigurationOnlyWhenAllIsRight_data();
+    void changesConfigurationOnlyWhenAllIsRight();
 };
 
 void TestCli::runsCommandAgainstSimulatedMac_data()
@@ -229,6 +303,145 @@ void TestCli::runsCommandAgainstSimulatedMac()
     if (euid == 0 && !sudoUser.isEmpty())
         QVERIFY(!QFile::exists(mac.homeDir() + QStringLiteral("/Library")));
     QVERIFY(!QFile::exists(users.filePath(QStringLiteral("bob/Library"))));
+}
+
+void TestCli::changesConfigurationOnlyWhenAllIsRight_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("out");
+    QTest::addColumn<QString>("err"); // found in standard error, $HOME standing for the home folder
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<QByteArray>("after");
+    QTest::addColumn<QString>("condition"); // "sudo", or a SaveFault
+    const auto row = [](const char* name, const QStringList& arguments, int status, const QString& out,
+                        const QString& err, const QByteArray& before, const QByteArray& after,
+                        const QString& condition = {}) {
+        QTest::newRow(name) << arguments << status << out << err << before << after << condition;
+    };
+    const QByteArray lab = profileXml("Lab", "10.5.0.0", "255.255.0.0", "10.5.0.1");
+    const QByteArray home = profileXml("Home", "192.168.1.0", "255.255.255.0");
+    const QByteArray start = configXml({lab, home});
+    const QByteArrayList builtIn{profileXml("LA-Network", "192.168.1.0", "255.255.255.0", "192.168.1.1"),
+                                 profileXml("Intercom", "192.168.3.0", "255.255.255.0", "192.168.3.1"),
+                                 profileXml("Management", "192.168.0.0", "255.255.254.0", "192.168.0.1"),
+                                 profileXml("APIPA-FIX", "169.254.0.0", "255.255.0.0")};
+    const QStringList addOffice{"profile", "add", "Office", "172.16.0.0", "255.240.0.0", "--gateway", "172.16.0.1"};
+    const QString officeAdded = "Added profile \"Office\": 172.16.0.0 mask 255.240.0.0, gateway 172.16.0.1.\n";
+    const QByteArray withOffice =
+        configXml({lab, home, profileXml("Office", "172.16.0.0", "255.240.0.0", "172.16.0.1")});
+
+    row("add with a gateway", addOffice, 0, officeAdded, "", start, withOffice);
+    row("add to a missing file starts from the default",
+        {"profile", "add", "Office", "172.16.0.0", "255.240.0.0", "--no-gateway"}, 0,
+        "Added profile \"Office\": 172.16.0.0 mask 255.240.0.0, no gateway.\n", "", noFile,
+        configXml(builtIn + QByteArrayList{profileXml("Office", "172.16.0.0", "255.240.0.0")}, "201",
+                  {"Thunderbolt Bridge", "Pont Thunderbolt"}));
+    row("edit keeps what is not given", {"profile", "edit", "Lab", "--mask", "255.255.255.0"}, 0,
+        "Changed profile \"Lab\": 10.5.0.0 mask 255.255.255.0, gateway 10.5.0.1.\n", "", start,
+        configXml({profileXml("Lab", "10.5.0.0", "255.255.255.0", "10.5.0.1"), home}));
+    row("edit moves the network and its gateway",
+        {"profile", "edit", "Lab", "--network", "10.6.0.0", "--gateway", "10.6.255.254"}, 0,
+        "Changed profile \"Lab\": 10.6.0.0 mask 255.255.0.0, gateway 10.6.255.254.\n", "", start,
+        configXml({profileXml("Lab", "10.6.0.0", "255.255.0.0", "10.6.255.254"), home}));
+    row("edit drops the gateway", {"profile", "edit", "Lab", "--no-gateway"}, 0,
+        "Changed profile \"Lab\": 10.5.0.0 mask 255.255.0.0, no gateway.\n", "", start,
+        configXml({profileXml("Lab", "10.5.0.0", "255.255.0.0"), home}));
+    row("rename keeps the profile's place", {"profile", "rename", "Lab", "Lab B"}, 0,
+        "Renamed profile \"Lab\" to \"Lab B\".\n", "", start,
+        configXml({profileXml("Lab B", "10.5.0.0", "255.255.0.0", "10.5.0.1"), home}));
+    row("remove", {"profile", "remove", "Lab"}, 0, "Removed profile \"Lab\".\n", "", start, configXml({home}));
+    row("default host stored as a plain number", {"setting", "default-host", "007"}, 0,
+        "The default host number is now 7.\n", "", start, configXml({lab, home}, "7"));
+    row("hide a service", {"setting", "hide", "Wi-Fi"}, 0, "Service \"Wi-Fi\" is now hidden.\n", "", start,
+        configXml({lab, home}, "201", {"Thunderbolt Bridge", "Wi-Fi"}));
+    row("hiding a hidden service writes nothing", {"setting", "hide", "Thunderbolt Bridge"}, 0,
+        "Service \"Thunderbolt Bridge\" is already hidden.\n", "", start, start);
+    row("unhide the last hidden service", {"setting", "unhide", "Thunderbolt Bridge"}, 0,
+        "Service \"Thunderbolt Bridge\" is no longer hidden.\n", "", start, configXml({lab, home}, "201", {}));
+
+    row("name taken", {"profile", "add", "Home", "10.0.0.0", "255.0.0.0"}, 2, "",
+        "a profile named \"Home\" exists already", start, start);
+    row("name DHCP", {"profile", "add", "DHCP", "10.0.0.0", "255.0.0.0"}, 2, "", "the name \"DHCP\" is reserved", start,
+        start);
+    row("empty name", {"profile", "add", "", "10.0.0.0", "255.0.0.0"}, 2, "", "a profile name cannot be empty", start,
+        start);
+    row("network of three octets", {"profile", "add", "Office", "172.16.0", "255.240.0.0"}, 2, "",
+        "network \"172.16.0\" is not a dotted-quad IPv4 address", start, start);
+    row("mask with a gap", {"profile", "add", "Office", "172.16.0.0", "255.0.255.0"}, 2, "",
+        "the one bits of mask 255.0.255.0 are not contiguous", start, start);
+    row("gateway just outside a /12",
+        {"profile", "add", "Office", "172.16.0.0", "255.240.0.0", "--gateway", "172.32.0.1"}, 2, "",
+        "gateway 172.32.0.1 is outside the network 172.16.0.0 mask 255.240.0.0", start, start);
+    row("edit leaves the kept gateway outside", {"profile", "edit", "Lab", "--network", "10.6.0.0"}, 2, "",
+        "gateway 10.5.0.1 is outside the network 10.6.0.0 mask 255.255.0.0; give --gateway with one inside, or "
+        "--no-gateway",
+        start, start);
+    row("edit of an unknown profile", {"profile", "edit", "Lob", "--no-gateway"}, 2, "",
+        "no profile \"Lob\"; the profiles are: Lab, Home", start, start);
+    row("remove from a missing file creates none", {"profile", "remove", "Lab"}, 2, "",
+        "no profile \"Lab\"; the profiles are: LA-Network, Intercom, Management, APIPA-FIX", noFile, noFile);
+    row("rename onto a taken name", {"profile", "rename", "Lab", "Home"}, 2, "",
+        "a profile named \"Home\" exists already", start, start);
+    row("gateway and none", {"profile", "edit", "Lab", "--gateway", "10.5.0.2", "--no-gateway"}, 2, "",
+        "--gateway and --no-gateway cannot be given together", start, start);
+    row("gateway option with status", {"status", "--gateway", "10.0.0.1"}, 2, "",
+        "--gateway and --no-gateway go with profile add and profile edit", start, start);
+    row("gateway option with a setting", {"setting", "default-host", "7", "--no-gateway"}, 2, "",
+        "--gateway and --no-gateway go with profile add and profile edit", start, start);
+    row("default host beyond 255", {"setting", "default-host", "256"}, 2, "",
+        "default host number \"256\" is not a number from 0 to 255", start, start);
+    row("unhide a service not hidden", {"setting", "unhide", "Wi-Fi"}, 2, "",
+        "service \"Wi-Fi\" is not hidden; the hidden services are: Thunderbolt Bridge", start, start);
+    row("under sudo", addOffice, 2, "", "profiles and settings belong to the user; run it without sudo", start, start,
+        "sudo");
+    row("save into a read-only folder", addOffice, 1, "",
+        "tarnwick-cli: Could not save $HOME/Library/Tarnwick/config.xml: Permission denied\n", start, start,
+        "read-only folder");
+    row("save past the file-size limit", addOffice, 1, "",
+        "tarnwick-cli: Could not save $HOME/Library/Tarnwick/config.xml: File too large\n", start, start,
+        "file too large");
+}
+
+void TestCli::changesConfigurationOnlyWhenAllIsRight()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, status);
+    QFETCH(QString, out);
+    QFETCH(QString, err);
+    QFETCH(QByteArray, before);
+    QFETCH(QByteArray, after);
+    QFETCH(QString, condition);
+
+    FakeMac mac;
+    const QString folder = mac.homeDir() + QStringLiteral("/Library/Tarnwick");
+    const QString path = folder + QStringLiteral("/config.xml");
+    if (before != noFile) {
+        QFile file(path);
+        QVERIFY(QDir().mkpath(folder) && file.open(QIODevice::WriteOnly) && file.write(before) == before.size());
+    }
+    // Under sudo the user's home is the one the file is in.
+    const Cli::Environment environment{0, condition == QLatin1String("sudo") ? QStringLiteral("alice") : QString(),
+                                       [&mac](const QString&) { return mac.homeDir(); }};
+
+    QString output;
+    QString errors;
+    int result = -1;
+    {
+        QTextStream outStream(&output);
+        QTextStream errStream(&errors);
+        const SaveFault fault(condition, mac.homeDir());
+        result = Cli::run(QStringList{"tarnwick-cli"} + arguments, outStream, errStream, environment);
+    }
+    QCOMPARE(result, status);
+    QCOMPARE(output, out);
+    err.replace(QLatin1String("$HOME"), mac.homeDir());
+    QVERIFY2(err.isEmpty() ? errors.isEmpty() : errors.contains(err), qPrintable(errors));
+    QCOMPARE(bytesOf(path), after);
+    // Nothing else is left beside it, such as a half-written file, and nothing was run.
+    const QStringList files = QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::System);
+    QCOMPARE(files, after == noFile ? QStringList() : QStringList{QStringLiteral("config.xml")});
+    QCOMPARE(mac.calls(), QList<QStringList>());
 }
 
 QTEST_GUILESS_MAIN(TestCli)
