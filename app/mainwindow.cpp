@@ -345,6 +345,14 @@ void MainWindow::iface_update()
     lineEdit_fill(lineEditAddr, read ? service->address.toString() : QString());
     lineEdit_fill(lineEditMask, read ? service->mask.toString() : QString());
     lineEdit_fill(lineEditRouter, read ? service->router.toString() : QString());
+    // The servers set by hand, or "automatic" when the service uses what DHCP or the network gives.
+    QString dns;
+    if (read) {
+        dns = service->dnsServers.isEmpty() ? tr("automatic") : service->dnsText().join(QStringLiteral(", "));
+        if (!service->searchDomains.isEmpty())
+            dns += tr(", search %1").arg(service->searchDomains.join(QStringLiteral(", ")));
+    }
+    ui->iface_label_dns->setText(dns);
 }
 
 void MainWindow::profil_update()

@@ -160,22 +160,29 @@ int status(const QString& only, bool json, const Context& context)
         return badUsage(context.err, noService(only, services));
 
     QList<QStringList> rows{{QStringLiteral("SERVICE"), QStringLiteral("DEVICE"), QStringLiteral("METHOD"),
-                             QStringLiteral("ADDRESS"), QStringLiteral("MASK"), QStringLiteral("ROUTER")}};
+                             QStringLiteral("ADDRESS"), QStringLiteral("MASK"), QStringLiteral("ROUTER"),
+                             QStringLiteral("DNS")}};
     QJsonArray array;
     int status = Done;
     for (const ServiceState& s : services) {
         if (!only.isEmpty() && s.name != only)
             continue;
         const bool read = s.reading.ok();
+        // The DNS servers set by hand; "automatic" when the service uses what it is given.
+        const QString dns = !read                    ? QString()
+                            : s.dnsServers.isEmpty() ? QStringLiteral("automatic")
+                                                     : s.dnsText().join(QLatin1Char(','));
         rows.append({s.name, s.device, read ? s.methodText() : s.reading.kindText(), text(s.address), text(s.mask),
-                     text(s.router)});
+                     text(s.router), dns});
         array.append(QJsonObject{{QStringLiteral("service"), s.name},
                                  {QStringLiteral("device"), s.device},
                                  {QStringLiteral("method"), s.methodText()},
                                  {QStringLiteral("reading"), s.reading.kindText()},
                                  {QStringLiteral("address"), text(s.address)},
                                  {QStringLiteral("mask"), text(s.mask)},
-                                 {QStringLiteral("router"), text(s.router)}});
+                                 {QStringLiteral("router"), text(s.router)},
+                                 {QStringLiteral("dns"), QJsonArray::fromStringList(s.dnsText())},
+                                 {QStringLiteral("searchDomains"), QJsonArray::fromStringList(s.searchDomains)}});
         if (!read) {
             context.err << "tarnwick-cli: " << s.name << " could not be read: " << s.reading.text(true) << '\n';
             status = Refused;
@@ -226,6 +233,7 @@ struct Request
     QString host;
     bool withRouter = false;
     QString router; // empty with withRouter: the router the window would propose
+    QString dns;    // DHCP: "keep" or "automatic" for the DNS set by hand; empty: the user's setting
 };
 
 // Exactly the window's Apply for the same choice; every argument is checked before anything changes.
@@ -247,7 +255,8 @@ int apply(const Request& request, const Context& context)
     const Profile profile = switcher->profile(request.profile);
     const int host = request.withHost ? request.host.toInt() : switcher->defaultHost();
     const QString router = request.withRouter && request.router.isEmpty() ? proposedRouter(profile) : request.router;
-    const ChangeVerdict verdict = switcher->changeFor(request.service, request.profile, host, router);
+    const ChangeVerdict verdict =
+        changeFor(request.service, switcher->profile(request.profile, request.dns), host, router);
     if (!verdict.ok())
         return badUsage(context.err, verdict.problem);
 
@@ -287,7 +296,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         "  apply SERVICE PROFILE [--host N] [--router [ADDRESS]]\n"
         "                       the profile's network with host number N, and its mask;\n"
         "                       DHCP as PROFILE switches to DHCP\n"
-        "  dhcp SERVICE         the same as apply SERVICE DHCP\n"
+        "  dhcp SERVICE [--dns keep|auto]\n"
+        "                       the same as apply SERVICE DHCP\n"
         "  profile add NAME NETWORK MASK [--gateway ADDRESS]\n"
         "                       a new profile: a mask with contiguous one bits, a gateway\n"
         "                       inside the network\n"
@@ -323,7 +333,11 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
                                                            "ask through the administrator prompt."));
     const QCommandLineOption verboseOption(QStringLiteral("verbose"),
                                            QStringLiteral("print the log of what is run on standard error."));
-    parser.addOptions({jsonOption, hostOption, routerOption, timeoutOption, askAdminOption, verboseOption});
+    const QCommandLineOption dnsOption(QStringLiteral("dns"),
+                                       QStringLiteral("dhcp: keep the DNS servers and search domains set by hand, or "
+                                                      "clear them (auto); default: the setting."),
+                                       QStringLiteral("keep|auto"));
+    parser.addOptions({jsonOption, hostOption, routerOption, timeoutOption, askAdminOption, verboseOption, dnsOption});
     parser.addOptions(profileOptions());
     parser.addPositionalArgument(QStringLiteral("command"),
                                  QStringLiteral("status, profiles, apply, dhcp, profile or setting."));
@@ -359,6 +373,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         return badUsage(err, QStringLiteral("--json goes with status and profiles"));
     if ((parser.isSet(hostOption) || parser.isSet(routerOption)) && command != QLatin1String("apply"))
         return badUsage(err, QStringLiteral("--host and --router go with apply"));
+    if (parser.isSet(dnsOption) && command != QLatin1String("dhcp"))
+        return badUsage(err, QStringLiteral("--dns goes with dhcp"));
     const bool askAdmin = parser.isSet(askAdminOption);
     if (askAdmin && command != QLatin1String("apply") && command != QLatin1String("dhcp"))
         return badUsage(err, QStringLiteral("--ask-admin goes with apply and dhcp"));
@@ -379,8 +395,15 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         return status(args.value(0), json, context);
     if (command == QLatin1String("profiles") && args.isEmpty())
         return profiles(json, context);
-    if (command == QLatin1String("dhcp") && args.size() == 1)
-        return apply({args.at(0), dhcpProfile, false, {}, false, {}}, context);
+    if (command == QLatin1String("dhcp") && args.size() == 1) {
+        const QString dns = parser.value(dnsOption);
+        if (parser.isSet(dnsOption) && dns != QLatin1String("keep") && dns != QLatin1String("auto"))
+            return badUsage(err, QStringLiteral("--dns takes keep or auto, not \"%1\"").arg(dns));
+        const QString dnsOnDhcp = dns.isEmpty()                  ? QString()
+                                  : dns == QLatin1String("auto") ? ConfigManager::AUTOMATIC
+                                                                 : ConfigManager::KEEP;
+        return apply({args.at(0), dhcpProfile, false, {}, false, {}, dnsOnDhcp}, context);
+    }
     // --router takes no value of its own: the address, when given, is the argument after PROFILE.
     if (command == QLatin1String("apply") && (args.size() == 2 || (args.size() == 3 && parser.isSet(routerOption)))) {
         return apply({args.at(0), args.at(1), parser.isSet(hostOption), parser.value(hostOption),

@@ -131,10 +131,10 @@ ChangeReport judgeChange(const Change& change, const ChangeResult& steps, const 
         // The switch to DHCP before a fixed address took effect when the service reads DHCP now.
         // The address took and its DNS did not, or the switch to DHCP before a fixed address took and the
         // address did not.
-        report.outcome = addressShown || (steps.failedStep == ChangeResult::Manual &&
-                                          state.method == ServiceState::Method::Dhcp)
-                             ? ChangeReport::Outcome::PartlyApplied
-                             : ChangeReport::Outcome::Refused;
+        report.outcome =
+            addressShown || (steps.failedStep == ChangeResult::Manual && state.method == ServiceState::Method::Dhcp)
+                ? ChangeReport::Outcome::PartlyApplied
+                : ChangeReport::Outcome::Refused;
         break;
     }
     report.line = QStringLiteral("%1 now uses %2: %3 not set because %4.")

@@ -1,5 +1,6 @@
 #include "core/rules.h"
 
+#include "config/configmanager.h"
 #include "network/networkmanager.h"
 
 #include <QStringList>
@@ -36,6 +37,7 @@ ChangeVerdict changeFor(const QString& service, const Profile& profile, int host
     ChangeVerdict verdict;
     if (profile.name == Change::DHCP) {
         verdict.change = Change::toDhcp(service);
+        verdict.problem = setDns(verdict.change, profile);
         return verdict;
     }
     if (!NetworkManager::isIPv4(profile.network))
@@ -76,5 +78,26 @@ ChangeVerdict changeFor(const QString& service, const Profile& profile, int host
     change.address = dotted;
     change.mask = toDotted(maskBits);
     change.router = router.isEmpty() ? QString() : toDotted(toNumber(router));
+    verdict.problem = setDns(change, profile);
     return verdict;
+}
+
+QString setDns(Change& change, const Profile& profile)
+{
+    const auto items = [](const QString& stored) {
+        return stored == ConfigManager::AUTOMATIC ? QStringList() : stored.split(QLatin1Char('\n'));
+    };
+    change.setDns = !profile.dns.isEmpty();
+    change.dnsServers = change.setDns ? items(profile.dns) : QStringList();
+    change.setSearch = !profile.search.isEmpty();
+    change.searchDomains = change.setSearch ? items(profile.search) : QStringList();
+    for (const QString& server : std::as_const(change.dnsServers)) {
+        if (!NetworkManager::isDnsServer(server))
+            return QStringLiteral("the DNS server \"%1\" is not an IPv4 or IPv6 address").arg(server);
+    }
+    for (const QString& domain : std::as_const(change.searchDomains)) {
+        if (!NetworkManager::isSearchDomain(domain))
+            return QStringLiteral("the search domain \"%1\" is not a domain name").arg(domain);
+    }
+    return {};
 }

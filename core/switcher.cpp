@@ -74,12 +74,19 @@ QStringList Switcher::profileNames() const
     return QStringList{Change::DHCP} + store.getProfileEntries();
 }
 
-Profile Switcher::profile(const QString& name) const
+Profile Switcher::profile(const QString& name, const QString& dnsOnDhcp) const
 {
-    if (name == Change::DHCP)
-        return {name, {}, {}, {}};
-    return {name, store.getParameter(name, ConfigManager::ADDRESS_KEY),
-            store.getParameter(name, ConfigManager::MASK_KEY), store.getParameter(name, ConfigManager::GATEWAY_KEY)};
+    if (name == Change::DHCP) {
+        const QString dns = dnsOnDhcp.isEmpty() ? store.dnsOnDhcp() : dnsOnDhcp;
+        const QString cleared = dns == ConfigManager::AUTOMATIC ? ConfigManager::AUTOMATIC : QString();
+        return {name, {}, {}, {}, cleared, cleared};
+    }
+    return {name,
+            store.getParameter(name, ConfigManager::ADDRESS_KEY),
+            store.getParameter(name, ConfigManager::MASK_KEY),
+            store.getParameter(name, ConfigManager::GATEWAY_KEY),
+            store.getParameter(name, ConfigManager::DNS_KEY),
+            store.getParameter(name, ConfigManager::SEARCH_KEY)};
 }
 
 int Switcher::defaultHost() const

@@ -38,9 +38,10 @@ public:
     QList<ServiceState> offeredServices() const;
     const ServiceState* offered(const QString& service) const;
 
-    // "DHCP", then the stored profiles in the user's order.
+    // "DHCP", then the stored profiles in the user's order. "DHCP" clears the DNS when the user's setting
+    // says so, unless dnsOnDhcp is given ("keep" or "automatic").
     QStringList profileNames() const;
-    Profile profile(const QString& name) const;
+    Profile profile(const QString& name, const QString& dnsOnDhcp = {}) const;
     // The host number a profile gets unless the user types another.
     int defaultHost() const;
     ChangeVerdict changeFor(const QString& service, const QString& profileName, int host, const QString& router) const;

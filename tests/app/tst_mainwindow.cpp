@@ -492,18 +492,22 @@ private slots:
         QCOMPARE(StoreSession::read(copy), broken);
     }
 
-    // Each service shows its own device, even when one name begins with another.
+    // Each service shows its own device and DNS, even when one name begins with another.
     void showsTheServiceOfThatExactName()
     {
         Session s;
-        s.mac.setServices("1|USB 10/100/1000 LAN 2|USB 10/100/1000 LAN|en5|1|manual|10.2.2.2|255.255.0.0|10.2.0.1\n"
+        s.mac.setServices("1|USB 10/100/1000 LAN 2|USB 10/100/1000 LAN|en5|1|manual|10.2.2.2|255.255.0.0|10.2.0.1|"
+                          "9.9.9.9 2001:db8::53|lab.example\n"
                           "2|USB 10/100/1000 LAN|USB 10/100/1000 LAN|en7|1|manual|10.1.1.1|255.255.255.0|10.1.1.254\n");
         s.key(Qt::Key_R);
         QTRY_COMPARE(s.seen.size(), 1);
+        const auto* dns = s.child<QLabel>("iface_label_dns");
         s.choose("comboBoxInterface", "USB 10/100/1000 LAN");
         QCOMPARE(s.shown().section(' ', 0, 3), "en7 10.1.1.1 255.255.255.0 10.1.1.254");
+        QCOMPARE(dns->text(), "automatic");
         s.choose("comboBoxInterface", "USB 10/100/1000 LAN 2");
         QCOMPARE(s.shown().section(' ', 0, 3), "en5 10.2.2.2 255.255.0.0 10.2.0.1");
+        QCOMPARE(dns->text(), "9.9.9.9, 2001:db8::53, search lab.example");
     }
 
     void startsRefreshesReloadsAndRestores()

@@ -14,11 +14,12 @@
 namespace {
 
 // The simulated Mac's default machine and the built-in default profiles, as the CLI prints them.
-const QString statusTable = QStringLiteral(R"(SERVICE              DEVICE  METHOD  ADDRESS        MASK           ROUTER
-Ethernet             en0     manual  192.168.1.201  255.255.255.0  192.168.1.1
-Wi-Fi                en1     dhcp    10.0.0.23      255.255.255.0  10.0.0.1
-USB 10/100/1000 LAN  en5     dhcp    -              -              -
-iPhone USB           en6     dhcp    -              -              -
+const QString statusTable =
+    QStringLiteral(R"(SERVICE              DEVICE  METHOD  ADDRESS        MASK           ROUTER       DNS
+Ethernet             en0     manual  192.168.1.201  255.255.255.0  192.168.1.1  automatic
+Wi-Fi                en1     dhcp    10.0.0.23      255.255.255.0  10.0.0.1     automatic
+USB 10/100/1000 LAN  en5     dhcp    -              -              -            automatic
+iPhone USB           en6     dhcp    -              -              -            automatic
 )");
 const QString defaultProfiles = QStringLiteral(R"(PROFILE     NETWORK      MASK           GATEWAY
 LA-Network  192.168.1.0  255.255.255.0  192.168.1.1
@@ -134,8 +135,8 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("version", {"--version"}, 0, "tarnwick-cli " TARNWICK_VERSION "\n", "");
     row("status of every service", {"status"}, 0, statusTable, "");
     row("status of one service as JSON", {"status", "--json", "Wi-Fi"}, 0,
-        R"([{"address":"10.0.0.23","device":"en1","mask":"255.255.255.0","method":"dhcp","reading":"ok",)"
-        R"("router":"10.0.0.1","service":"Wi-Fi"}])"
+        R"([{"address":"10.0.0.23","device":"en1","dns":[],"mask":"255.255.255.0","method":"dhcp","reading":"ok",)"
+        R"("router":"10.0.0.1","searchDomains":[],"service":"Wi-Fi"}])"
         "\n",
         "");
     row("status of an unknown service", {"status", "Nope"}, 2, "", "no service \"Nope\"; " + services);
@@ -166,6 +167,12 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
         {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|10.1.2.7|255.255.255.0|"}, "alice");
     row("apply DHCP", {"apply", "Ethernet", "DHCP"}, 0, "Ethernet now uses DHCP.\n", "", {"-setdhcp|Ethernet"});
     row("dhcp", {"dhcp", "Wi-Fi"}, 0, "Wi-Fi now uses DHCP.\n", "", {"-setdhcp|Wi-Fi"});
+    row("dhcp clearing the DNS", {"dhcp", "Wi-Fi", "--dns", "auto"}, 0, "Wi-Fi now uses DHCP.\n", "",
+        {"-setdhcp|Wi-Fi", "-setdnsservers|Wi-Fi|Empty", "-setsearchdomains|Wi-Fi|Empty"});
+    row("dhcp keeping the DNS", {"dhcp", "Wi-Fi", "--dns", "keep"}, 0, "Wi-Fi now uses DHCP.\n", "",
+        {"-setdhcp|Wi-Fi"});
+    row("dhcp with another DNS choice", {"dhcp", "Wi-Fi", "--dns", "none"}, 2, "", "--dns takes keep or auto");
+    row("DNS choice with apply", {"apply", "Wi-Fi", "LA-Network", "--dns", "auto"}, 2, "", "--dns goes with dhcp");
 
     row("unknown profile", {"apply", "Wi-Fi", "Lab"}, 2, "",
         "no profile \"Lab\"; the profiles are: DHCP, LA-Network, Intercom, Management, APIPA-FIX");
@@ -225,8 +232,8 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
         "tarnwick-cli: nothing could be read: networksetup -listnetworkserviceorder did not answer within 2 s\n", {},
         {}, "hold=-listnetworkserviceorder");
     row("a service that never answers", {"status", "--json", "--timeout", "1", "Wi-Fi"}, 1,
-        R"([{"address":"","device":"en1","mask":"","method":"none","reading":"timed out","router":"",)"
-        R"("service":"Wi-Fi"}])"
+        R"([{"address":"","device":"en1","dns":[],"mask":"","method":"none","reading":"timed out","router":"",)"
+        R"("searchDomains":[],"service":"Wi-Fi"}])"
         "\n",
         "tarnwick-cli: Wi-Fi could not be read: networksetup -getinfo Wi-Fi did not answer within 1 s\n", {}, {},
         "hold=Wi-Fi");

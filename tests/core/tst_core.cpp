@@ -190,6 +190,150 @@ private slots:
         QCOMPARE(report.after.name, service);
     }
 
+    // The DNS a profile sets runs after the address, under the same prompt, and is judged as read back.
+    void setsTheDnsTheProfileAsksFor_data()
+    {
+        QTest::addColumn<QString>("profile"); // "Intercom" with these, or "DHCP"
+        QTest::addColumn<QString>("dns");
+        QTest::addColumn<QString>("search");
+        QTest::addColumn<QString>("fail");
+        QTest::addColumn<QString>("hold");
+        QTest::addColumn<QString>("calls"); // the -set calls, " ; " between, osascript's values after "--"
+        QTest::addColumn<QString>("line");
+        const QString address = "-setdhcp|Lab ; -setmanual|Lab|192.168.3.201|255.255.255.0|";
+        const QString set = "Lab now uses 192.168.3.201 mask 255.255.255.0, no router";
+        QTest::newRow("servers and domains, in order")
+            << "Intercom"
+            << "10.0.0.53\n2001:db8::53"
+            << "lab.example\nexample.org"
+            << ""
+            << ""
+            << address + " ; -setdnsservers|Lab|10.0.0.53|2001:db8::53 ; -setsearchdomains|Lab|lab.example|example.org"
+            << set + ", DNS 10.0.0.53, 2001:db8::53, search lab.example, example.org.";
+        QTest::newRow("automatic clears what is set")
+            << "Intercom"
+            << "automatic"
+            << "automatic"
+            << ""
+            << "" << address + " ; -setdnsservers|Lab|Empty ; -setsearchdomains|Lab|Empty" << set + ".";
+        QTest::newRow("nothing set, nothing touched") << "Intercom"
+                                                      << ""
+                                                      << ""
+                                                      << ""
+                                                      << "" << address << set + ", DNS 9.9.9.9, search old.example.";
+        QTest::newRow("one prompt for the whole change")
+            << "Intercom"
+            << "10.0.0.53"
+            << ""
+            << "admin"
+            << ""
+            << "-setdhcp|Lab ; osascript|Lab|192.168.3.201|255.255.255.0||10.0.0.53 ; " + address +
+                   " ; -setdnsservers|Lab|10.0.0.53"
+            << set + ", DNS 10.0.0.53, search old.example.";
+        QTest::newRow("servers refused after the address")
+            << "Intercom"
+            << "10.0.0.53"
+            << "lab.example"
+            << "dns"
+            << "" << address + " ; -setdnsservers|Lab|10.0.0.53"
+            << set + ", DNS 9.9.9.9, search old.example: the DNS servers were not set because networksetup "
+                     "-setdnsservers refused it: ** Error: The parameters were not valid.";
+        QTest::newRow("domains not answered")
+            << "Intercom"
+            << "automatic"
+            << "lab.example"
+            << ""
+            << "-setsearchdomains" << address + " ; -setdnsservers|Lab|Empty ; -setsearchdomains|Lab|lab.example"
+            << set + ", search old.example: the search domains were not set because networksetup -setsearchdomains "
+                     "did not answer within 1 s.";
+        QTest::newRow("DHCP keeping the DNS") << "DHCP"
+                                              << ""
+                                              << ""
+                                              << ""
+                                              << ""
+                                              << "-setdhcp|Lab"
+                                              << "Lab now uses DHCP, DNS 9.9.9.9, search old.example.";
+        QTest::newRow("DHCP clearing the DNS")
+            << "DHCP"
+            << "automatic"
+            << "automatic"
+            << ""
+            << ""
+            << "-setdhcp|Lab ; -setdnsservers|Lab|Empty ; -setsearchdomains|Lab|Empty"
+            << "Lab now uses DHCP.";
+    }
+
+    void setsTheDnsTheProfileAsksFor()
+    {
+        QFETCH(QString, profile);
+        QFETCH(QString, dns);
+        QFETCH(QString, search);
+        QFETCH(QString, fail);
+        QFETCH(QString, hold);
+        QFETCH(QString, calls);
+        QFETCH(QString, line);
+        FakeMac mac;
+        mac.setServices("1|Lab|Ethernet|en0|1|manual|10.1.1.2|255.255.0.0||9.9.9.9|old.example\n");
+        mac.setFailure(fail);
+        if (!hold.isEmpty())
+            mac.setHold(hold);
+        mac.clearCalls();
+        Profile chosen = profile == "DHCP" ? Profile{"DHCP"} : intercom;
+        chosen.dns = dns;
+        chosen.search = search;
+        const ChangeVerdict verdict = changeFor("Lab", chosen, 201, {});
+        QVERIFY2(verdict.ok(), qPrintable(verdict.problem));
+        const ChangeReport report = runChange(verdict.change, {1000, 30000, false, true});
+        mac.release();
+        QStringList made;
+        for (const QStringList& call : mac.calls()) {
+            if (call.first() == "osascript")
+                made.append("osascript|" + call.mid(call.indexOf("--") + 1).join('|'));
+            else if (call.value(1).startsWith("-set"))
+                made.append(call.mid(1).join('|'));
+        }
+        QCOMPARE(made.join(" ; "), calls);
+        QCOMPARE(report.line, line);
+        QCOMPARE(report.outcomeText(), line.contains("not set") ? "partly applied" : "applied");
+    }
+
+    // A profile's DNS is checked with the rest of it, before anything runs.
+    void refusesMalformedDns_data()
+    {
+        QTest::addColumn<QString>("dns");
+        QTest::addColumn<QString>("search");
+        QTest::addColumn<QString>("problem");
+        QTest::newRow("IPv6 compressed") << "fe80::1\n::1"
+                                         << ""
+                                         << "";
+        QTest::newRow("a scope id") << "fe80::1%en0"
+                                    << ""
+                                    << "the DNS server \"fe80::1%en0\" is not an IPv4 or IPv6 address";
+        QTest::newRow("no octet") << "256.1.1.1"
+                                  << ""
+                                  << "the DNS server \"256.1.1.1\" is not an IPv4 or IPv6 address";
+        QTest::newRow("a trailing dot") << ""
+                                        << "lab.example."
+                                        << "the search domain \"lab.example.\" is not a domain name";
+        QTest::newRow("a 64-character label")
+            << "" << QString(64, 'a') + ".example"
+            << "the search domain \"" + QString(64, 'a') + ".example\" is not a domain name";
+        QTest::newRow("an empty item") << "10.0.0.53\n"
+                                       << ""
+                                       << "the DNS server \"\" is not an IPv4 or IPv6 address";
+    }
+
+    void refusesMalformedDns()
+    {
+        QFETCH(QString, dns);
+        QFETCH(QString, search);
+        QFETCH(QString, problem);
+        Profile chosen = intercom;
+        chosen.dns = dns;
+        chosen.search = search;
+        QCOMPARE(changeFor("Lab", chosen, 201, {}).problem, problem);
+    }
+
     // The services in the order the user set, whether the commands after the listing run one by one or at
     // once; the machines cover disabled services, two services on one device and odd names.
     void readsTheSameAtOnceAsOneByOne_data()
