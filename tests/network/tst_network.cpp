@@ -60,8 +60,14 @@ private slots:
         for (const NetworkManager::Service& service : NetworkManager::parseServiceOrder(listing)) {
             read.append(QString("order: %1|%2|%3").arg(service.name, service.hardware, service.device));
             const QString file = machine + "getinfo-" + service.name.toLower().replace(others, "-") + ".txt";
-            if (QFile::exists(TARNWICK_FIXTURES_DIR "/" + file))
-                mac.setReplay("getinfo-" + service.name, FakeMac::fixture(file));
+            if (!QFile::exists(TARNWICK_FIXTURES_DIR "/" + file))
+                continue;
+            mac.setReplay("getinfo-" + service.name, FakeMac::fixture(file));
+            // Recorded machines had no DNS set by hand: the answer macOS gives then.
+            mac.setReplay("getdnsservers-" + service.name,
+                          "There aren't any DNS Servers set on " + service.name + ".\n");
+            mac.setReplay("getsearchdomains-" + service.name,
+                          "There aren't any Search Domains set on " + service.name + ".\n");
         }
         for (const QString& file : QDir(TARNWICK_FIXTURES_DIR "/" + machine).entryList({"getinfo-*"})) {
             QMap<QString, QString> entry;
