@@ -2,6 +2,7 @@
 
 #include "core/commandrunner.h"
 
+#include <QDebug>
 #include <QFile>
 #include <QFileInfo>
 #include <QFileSystemWatcher>
@@ -107,7 +108,40 @@ void Switcher::read(bool byUser)
 
 void Switcher::apply(const Change& change)
 {
+    record(change.service);
     runner->apply(change, changeOptions());
+}
+
+void Switcher::undo(const QString& service)
+{
+    if (!canUndo(service))
+        return;
+    undoing = service;
+    runner->apply(past.entries(service).constFirst().toChange(), changeOptions());
+}
+
+ChangeReport Switcher::undoNow(const QString& service)
+{
+    if (!canUndo(service)) {
+        ChangeReport nothing;
+        nothing.change.service = service;
+        nothing.outcome = ChangeReport::Outcome::Refused;
+        nothing.line = QStringLiteral("There is no change of %1 to undo.").arg(service);
+        return nothing;
+    }
+    undoing = service;
+    const ChangeReport report = runChange(past.entries(service).constFirst().toChange(), changeOptions());
+    takeReport(report);
+    return report;
+}
+
+void Switcher::record(const QString& service)
+{
+    const ServiceState* before = last.find(service);
+    QString error;
+    // A history that cannot be written never stops a change.
+    if (before && !past.record(*before, &error))
+        qWarning() << "History not saved:" << error;
 }
 
 bool Switcher::isBusy() const
@@ -133,6 +167,7 @@ const MachineReading& Switcher::readNow()
 
 ChangeReport Switcher::applyNow(const Change& change)
 {
+    record(change.service);
     const ChangeReport report = runChange(change, changeOptions());
     takeReport(report);
     return report;
@@ -146,6 +181,12 @@ ChangeOptions Switcher::changeOptions() const
 void Switcher::takeReport(const ChangeReport& report)
 {
     last = report.reading;
+    if (undoing == report.change.service) {
+        undoing.clear();
+        // An Undo that did not land keeps its record, to be tried again.
+        if (report.outcome == ChangeReport::Outcome::Applied)
+            past.dropNewest(report.change.service);
+    }
     // Once a change has needed the prompt, later ones go to it at once instead of being refused first.
     elevate = elevate || report.steps.elevated;
 }

@@ -2,6 +2,7 @@
 
 #include "config/configmanager.h"
 #include "core/changereport.h"
+#include "core/history.h"
 #include "core/rules.h"
 #include "core/servicestate.h"
 #include "network/networkmanager.h"
@@ -54,6 +55,13 @@ public:
     bool isChanging() const;
     bool isReading() const;
 
+    // Every change first records the service as last read; Undo puts the newest record back as a change of
+    // its own and, once the service shows it, forgets it: a second Undo goes one change further back.
+    const History& history() const { return past; }
+    bool canUndo(const QString& service) const { return !past.entries(service).isEmpty(); }
+    void undo(const QString& service);
+    ChangeReport undoNow(const QString& service);
+
     // The same jobs on the calling thread, for a front end with nothing else to do meanwhile.
     const MachineReading& readNow();
     ChangeReport applyNow(const Change& change);
@@ -69,9 +77,12 @@ private:
     ChangeOptions changeOptions() const;
     void reloadProfiles();
     void takeReport(const ChangeReport& report);
+    void record(const QString& service);
 
     NetworkManager network;
     ConfigManager store;
+    History past;
+    QString undoing; // the service whose Undo runs, until its report
     CommandRunner* runner;
     QFileSystemWatcher* watcher = nullptr;
     QByteArray profilesSeen; // the file's bytes when last read, so that only a real change reloads it
