@@ -26,7 +26,9 @@
 namespace {
 
 const QKeyCombination applyKey(Qt::CTRL | Qt::Key_E);
-const QString showInMenuBarKey = QStringLiteral("show_in_menu_bar");
+const QString& showInMenuBarKey = ConfigManager::SHOW_IN_MENU_BAR_KEY;
+const QString& askToKeepKey = ConfigManager::ASK_TO_KEEP_KEY;
+const QString& keepSecondsKey = ConfigManager::KEEP_SECONDS_KEY;
 
 } // namespace
 
@@ -103,6 +105,7 @@ void MainWindow::ui_create_connect()
     connect(ui->execButton, &QAbstractButton::clicked, this, &MainWindow::exec);
     connect(applyAction, &QAction::triggered, this, &MainWindow::exec);
     connect(ui->actionReloadData, &QAction::triggered, this, &MainWindow::menu_reload_data);
+    connect(ui->actionUndo, &QAction::triggered, this, &MainWindow::menu_undo);
     connect(ui->actionRestoreDefault, &QAction::triggered, this, &MainWindow::menu_restore_default_config);
     connect(ui->actionManageProfiles, &QAction::triggered, this, &MainWindow::menu_manage_profiles);
     connect(ui->actionSettings, &QAction::triggered, this, &MainWindow::menu_settings);
@@ -126,6 +129,7 @@ void MainWindow::ui_create_shortcut()
     ui->actionRestoreDefault->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     ui->actionManageProfiles->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_P));
     ui->actionSettings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    ui->actionUndo->setShortcut(QKeySequence::Undo);
     // The keys as this platform writes them: ⌘E on macOS, Ctrl+E elsewhere.
     ui->execButton->setText(tr("Apply (%1)").arg(applyAction->shortcut().toString(QKeySequence::NativeText)));
     ui->pushButton_reload->setToolTip(
@@ -316,6 +320,9 @@ void MainWindow::setBusy(bool on)
 
 void MainWindow::updateApply()
 {
+    const QString service = ui->comboBoxInterface->currentText();
+    ui->actionUndo->setText(tr("Undo Change to %1").arg(service));
+    ui->actionUndo->setEnabled(!busy && ui->comboBoxInterface->isEnabled() && switcher->canUndo(service));
     // The rules speak before anything runs: a choice they refuse cannot be applied, and the reason stands
     // beside the host number.
     const ChangeVerdict verdict = chosenChange();
@@ -474,6 +481,7 @@ void MainWindow::exec()
         return;
     }
     statusBar()->showMessage(tr("Applying %1…").arg(verdict.change.describe()));
+    fromWindow = true;
     switcher->apply(verdict.change);
 }
 
@@ -502,6 +510,20 @@ void MainWindow::changeDone(const ChangeReport& report)
 
 void MainWindow::reportChange(const ChangeReport& report)
 {
+    if (undoing) {
+        undoing = false;
+        const bool undone = report.outcome == ChangeReport::Outcome::Applied;
+        InfoDialog::information(this, undone ? tr("Undone") : tr("Not undone"), report.line);
+        updateApply();
+        return;
+    }
+    if (report.outcome == ChangeReport::Outcome::Applied && fromWindow &&
+        settingOf(askToKeepKey) == QLatin1String("true")) {
+        fromWindow = false;
+        askToKeep(report);
+        return;
+    }
+    fromWindow = false;
     switch (report.outcome) {
     case ChangeReport::Outcome::Applied:
         InfoDialog::information(this, tr("Success"), report.after.reading.ok() ? tr("It's done!") : report.line);
@@ -518,6 +540,53 @@ void MainWindow::reportChange(const ChangeReport& report)
         break;
     }
     ui->comboBoxInterface->setFocus(Qt::OtherFocusReason);
+}
+
+void MainWindow::menu_undo()
+{
+    const QString service = ui->comboBoxInterface->currentText();
+    if (!switcher->canUndo(service) || switcher->isBusy())
+        return;
+    statusBar()->showMessage(tr("Undoing the last change to %1…").arg(service));
+    undoing = true;
+    switcher->undo(service);
+}
+
+// As a desktop's display settings do: the change stands only if the user, still able to reach the window,
+// says so before the count ends.
+void MainWindow::askToKeep(const ChangeReport& report)
+{
+    int left = qMax(1, settingOf(keepSecondsKey).toInt());
+    QMessageBox box(QMessageBox::Question, tr("Keep this setting?"), report.line, QMessageBox::NoButton, this);
+    box.addButton(tr("Keep"), QMessageBox::AcceptRole);
+    QPushButton* revert = box.addButton(tr("Revert"), QMessageBox::RejectRole);
+    box.setDefaultButton(revert);
+    const auto countdown = [&box, &left] {
+        box.setInformativeText(tr("It is reverted in %1 s unless you keep it.").arg(left));
+    };
+    countdown();
+    QTimer tick;
+    connect(&tick, &QTimer::timeout, &box, [&] {
+        if (--left > 0)
+            countdown();
+        else
+            box.reject();
+    });
+    tick.start(1000);
+    box.exec();
+    if (box.clickedButton() && box.clickedButton() != revert)
+        return;
+    statusBar()->showMessage(tr("Reverting the change to %1…").arg(report.change.service));
+    undoing = true;
+    switcher->undo(report.change.service);
+}
+
+QString MainWindow::settingOf(const QString& key) const
+{
+    const QString value = switcher->config().getParameter(ConfigManager::SETTINGS, key);
+    if (!value.isEmpty())
+        return value;
+    return key == keepSecondsKey ? QStringLiteral("15") : QString();
 }
 
 void MainWindow::menu_reload_data()

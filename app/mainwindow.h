@@ -36,6 +36,7 @@ private slots:
     void onTimerTimeout();
     void exec();
     void menu_reload_data();
+    void menu_undo();
     void menu_restore_default_config();
     void menu_manage_profiles();
     void menu_settings();
@@ -60,6 +61,8 @@ private:
     void setBusy(bool busy);
     void updateApply();
     ChangeVerdict chosenChange() const;
+    void askToKeep(const ChangeReport& report);
+    QString settingOf(const QString& key) const;
     void iface_update();
     void profil_update();
     void checkBoxRouterUpdate();
@@ -89,6 +92,8 @@ private:
     bool busy = false;
     bool closeWhenChanged = false; // a close came during a change: it is carried out when the change ends
     bool quitting = false;         // Quit, not a close that leaves the menu-bar item running
+    bool fromWindow = false;       // the change under way was asked for here, not from the menu-bar item
+    bool undoing = false;          // the change under way puts an earlier state back
     AfterReading afterReading = AfterReading::Refill;
     QString chosenService;
 };

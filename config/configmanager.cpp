@@ -142,6 +142,9 @@ const QString ConfigManager::DNS_KEY = QStringLiteral("dns");
 const QString ConfigManager::SEARCH_KEY = QStringLiteral("search");
 const QString ConfigManager::AUTOMATIC = QStringLiteral("automatic");
 const QString ConfigManager::DNS_ON_DHCP_KEY = QStringLiteral("dns_on_dhcp");
+const QString ConfigManager::SHOW_IN_MENU_BAR_KEY = QStringLiteral("show_in_menu_bar");
+const QString ConfigManager::ASK_TO_KEEP_KEY = QStringLiteral("ask_to_keep");
+const QString ConfigManager::KEEP_SECONDS_KEY = QStringLiteral("keep_seconds");
 const QString ConfigManager::KEEP = QStringLiteral("keep");
 
 ConfigManager::ConfigManager(const QString& fileName, const QString& defaultFile)

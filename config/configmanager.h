@@ -42,6 +42,11 @@ public:
     static const QString AUTOMATIC;
     // The setting for DNS on a switch to DHCP: KEEP what is set (also when missing or unknown) or AUTOMATIC.
     static const QString DNS_ON_DHCP_KEY;
+    // The menu-bar item ("false": not shown), and whether each change from the window must be confirmed
+    // ("true") within so many seconds.
+    static const QString SHOW_IN_MENU_BAR_KEY;
+    static const QString ASK_TO_KEEP_KEY;
+    static const QString KEEP_SECONDS_KEY;
     static const QString KEEP;
     // The host number when the settings hold none from 0 to 255.
     static constexpr int DEFAULT_HOST = 201;

@@ -33,6 +33,12 @@ void SettingsDialog::loadSettings()
 {
     ui->spinBoxNetworkId->setValue(config.defaultHost());
     ui->comboBoxDnsOnDhcp->setCurrentIndex(ui->comboBoxDnsOnDhcp->findData(config.dnsOnDhcp()));
+    ui->checkBoxMenuBar->setChecked(config.getParameter(ConfigManager::SETTINGS, ConfigManager::SHOW_IN_MENU_BAR_KEY) !=
+                                    QLatin1String("false"));
+    ui->checkBoxAskToKeep->setChecked(config.getParameter(ConfigManager::SETTINGS, ConfigManager::ASK_TO_KEEP_KEY) ==
+                                      QLatin1String("true"));
+    const int seconds = config.getParameter(ConfigManager::SETTINGS, ConfigManager::KEEP_SECONDS_KEY).toInt();
+    ui->spinBoxKeepSeconds->setValue(seconds > 0 ? seconds : 15);
 
     ui->listForbidden->clear();
     ui->listForbidden->addItems(config.getForbiddenInterfaces());
@@ -73,11 +79,26 @@ void SettingsDialog::onSave()
     QString error;
     if (!config.updateSetting(ConfigManager::NETWORK_ID_KEY, QString::number(ui->spinBoxNetworkId->value()), &error) ||
         !config.setForbiddenInterfaces(names, &error) ||
-        (dnsOnDhcp != config.dnsOnDhcp() && !config.updateSetting(ConfigManager::DNS_ON_DHCP_KEY, dnsOnDhcp, &error))) {
+        (dnsOnDhcp != config.dnsOnDhcp() && !config.updateSetting(ConfigManager::DNS_ON_DHCP_KEY, dnsOnDhcp, &error)) ||
+        !changeSetting(ConfigManager::SHOW_IN_MENU_BAR_KEY,
+                       ui->checkBoxMenuBar->isChecked() ? QString() : QStringLiteral("false"), &error) ||
+        !changeSetting(ConfigManager::ASK_TO_KEEP_KEY,
+                       ui->checkBoxAskToKeep->isChecked() ? QStringLiteral("true") : QString(), &error) ||
+        !changeSetting(ConfigManager::KEEP_SECONDS_KEY,
+                       ui->checkBoxAskToKeep->isChecked() ? QString::number(ui->spinBoxKeepSeconds->value())
+                                                          : QString(),
+                       &error)) {
         QMessageBox::critical(this, tr("Error"), tr("The settings were not saved.\n%1").arg(error), QMessageBox::Ok);
         return;
     }
     close();
+}
+
+// Written only when it differs from what is stored (a default is stored as nothing), so that a file without
+// the setting stays as it was.
+bool SettingsDialog::changeSetting(const QString& key, const QString& value, QString* error)
+{
+    return config.getParameter(ConfigManager::SETTINGS, key) == value || config.updateSetting(key, value, error);
 }
 
 bool SettingsDialog::askToRestore(QWidget* parent, const ConfigManager& config)

@@ -30,6 +30,7 @@ private slots:
 
 private:
     void loadSettings();
+    bool changeSetting(const QString& key, const QString& value, QString* error);
 
     Ui::SettingsDialog* ui;
     ConfigManager& config;

@@ -742,6 +742,51 @@ private slots:
         QCOMPARE(problem->text(), "");
     }
 
+    // A change asked to be kept stands when kept and goes back at zero; Undo then goes one change further back.
+    void keepsOrRevertsAndUndoes()
+    {
+        Session s([](ConfigManager& store) {
+            store.updateSetting("ask_to_keep", "true");
+            store.updateSetting("keep_seconds", "1");
+        });
+        // The question is answered while it counts: Keep the first time, nothing the second.
+        QStringList asked;
+        bool keep = true;
+        s.custom = [&](QMessageBox* box) {
+            if (box->windowTitle() != "Keep this setting?")
+                return false;
+            asked.append(box->text() + " " + box->informativeText());
+            for (QAbstractButton* button : box->buttons()) {
+                if (keep && button->text() == "Keep")
+                    button->click();
+            }
+            keep = false;
+            return true;
+        };
+        s.choose("comboBoxInterface", "Wi-Fi");
+        QVERIFY(!s.child<QAction>("actionUndo")->isEnabled());
+        s.choose("comboBoxProfil", "Intercom");
+        s.key(Qt::Key_E);
+        QTRY_COMPARE(asked, QStringList{"Wi-Fi now uses 192.168.3.201 mask 255.255.255.0, no router. It is reverted in "
+                                        "1 s unless you keep it."});
+        s.idle();
+        s.choose("comboBoxProfil", "LA-Network");
+        s.key(Qt::Key_E);
+        // Left unanswered, the count ends and the change is undone.
+        QTRY_COMPARE_WITH_TIMEOUT(s.seen,
+                                  QStringList{"NoIcon; Undone; Wi-Fi now uses 192.168.3.201 mask 255.255.255.0, "
+                                              "no router."},
+                                  20000);
+        s.idle();
+        QCOMPARE(s.child<QAction>("actionUndo")->text(), "Undo Change to Wi-Fi");
+        s.key(Qt::Key_Z);
+        QTRY_COMPARE(s.seen.size(), 2);
+        QCOMPARE(s.seen.last(), "NoIcon; Undone; Wi-Fi now uses DHCP.");
+        s.idle();
+        QVERIFY(!s.child<QAction>("actionUndo")->isEnabled());
+        QVERIFY(s.mac.services().contains("|Wi-Fi|Wi-Fi|en1|1|dhcp|"));
+    }
+
     // The refresh never starts a reading while the last one still runs: a hung command does not pile them up.
     void refreshesOneReadingAtATime()
     {

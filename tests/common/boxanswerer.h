@@ -4,6 +4,9 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QMetaEnum>
+#include <QPointer>
+
+#include <functional>
 #include <QPushButton>
 #include <QTimer>
 
@@ -17,8 +20,12 @@ public:
     {
         connect(&poll, &QTimer::timeout, this, [this] {
             auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box || !box->isVisible())
+            if (!box || !box->isVisible() || box == handled)
                 return;
+            if (custom && custom(box)) {
+                handled = box;
+                return;
+            }
             const QString informative = box->informativeText();
             seen.append(QStringList{QMetaEnum::fromType<QMessageBox::Icon>().valueToKey(box->icon()),
                                     box->windowTitle(), box->text()}
@@ -34,6 +41,9 @@ public:
     }
 
     QList<QMessageBox::StandardButton> plan;
+    // Given the first look at each box while it is open; returning true leaves it to the test.
+    std::function<bool(QMessageBox*)> custom;
+    QPointer<QMessageBox> handled;
     QStringList seen;
     QList<QMessageBox::StandardButton> defaults;
 
