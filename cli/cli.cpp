@@ -1,6 +1,7 @@
 #include "cli/cli.h"
 
 #include "cli/profilecommands.h"
+#include "cli/transfercommands.h"
 #include "core/switcher.h"
 
 #include <QCommandLineParser>
@@ -309,7 +310,10 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         "                       the host number apply uses without --host (0-255)\n"
         "  setting hide SERVICE never offer SERVICE, here or in the window\n"
         "  setting unhide SERVICE\n"
-        "                       offer SERVICE again\n\n"
+        "                       offer SERVICE again\n"
+        "  export [FILE|-]      the profiles as a profiles document, to FILE or standard output\n"
+        "  import FILE [--on-conflict rename|replace|skip]\n"
+        "                       adds the profiles of a profiles document, all or none\n\n"
         "Exit status: 0 done; 1 the system did not do it (refused, cancelled, timed out, partly applied,\n"
         "a reading or a save that failed); 2 bad usage or bad input (nothing was run or written)."));
     const QCommandLineOption helpOption = parser.addHelpOption();
@@ -339,9 +343,10 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
                                        QStringLiteral("keep|auto"));
     parser.addOptions({jsonOption, hostOption, routerOption, timeoutOption, askAdminOption, verboseOption, dnsOption});
     parser.addOptions(profileOptions());
+    parser.addOptions(transferOptions());
     parser.addPositionalArgument(QStringLiteral("command"),
-                                 QStringLiteral("status, profiles, apply, dhcp, profile or setting."));
-    parser.addPositionalArgument(QStringLiteral("arguments"), QStringLiteral("SERVICE, PROFILE, ADDRESS."),
+                                 QStringLiteral("status, profiles, apply, dhcp, profile, setting, export or import."));
+    parser.addPositionalArgument(QStringLiteral("arguments"), QStringLiteral("SERVICE, PROFILE, ADDRESS, FILE."),
                                  QStringLiteral("[arguments...]"));
 
     if (!parser.parse(arguments))
@@ -363,7 +368,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     QStringList args = parser.positionalArguments();
     const QString command = args.isEmpty() ? QString() : args.takeFirst();
     const QStringList commands{QStringLiteral("status"), QStringLiteral("profiles"), QStringLiteral("apply"),
-                               QStringLiteral("dhcp"),   QStringLiteral("profile"),  QStringLiteral("setting")};
+                               QStringLiteral("dhcp"),   QStringLiteral("profile"),  QStringLiteral("setting"),
+                               QStringLiteral("export"), QStringLiteral("import")};
     if (!commands.contains(command)) {
         const QString what = command.isEmpty() ? QStringLiteral("no command") : "unknown command \"" + command + '"';
         return badUsage(err, what + QStringLiteral("; the commands are: ") + commands.join(QStringLiteral(", ")));
@@ -378,6 +384,9 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     const bool askAdmin = parser.isSet(askAdminOption);
     if (askAdmin && command != QLatin1String("apply") && command != QLatin1String("dhcp"))
         return badUsage(err, QStringLiteral("--ask-admin goes with apply and dhcp"));
+    if (const std::optional<int> done = runTransferCommand(command, args, parser, out, err, environment,
+                                                           [&environment] { return readProfiles(environment); }))
+        return *done;
     if (const std::optional<int> done = runProfileCommand(command, args, parser, out, err, environment))
         return *done;
     Context context{out, err, environment, System::defaultTimeoutMs, askAdmin};

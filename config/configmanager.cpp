@@ -1,5 +1,6 @@
 #include "config/configmanager.h"
 
+#include "network/change.h"
 #include "network/networkmanager.h"
 
 #include <QDateTime>
@@ -14,6 +15,8 @@
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
 
+#include <algorithm>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,6 +28,7 @@ constexpr qint64 largestFile = 1024 * 1024;
 // Copies kept beside config.xml, "config.xml.<kind>-<local time>"; the newest few of each kind stay.
 const QString unreadableKind = QStringLiteral("unreadable");
 const QString beforeRestoreKind = QStringLiteral("before-restore");
+const QString beforeImportKind = QStringLiteral("before-import");
 constexpr qsizetype copiesKept = 5;
 
 bool sameBytes(const QString& one, const QString& other)
@@ -123,6 +127,214 @@ QString readList(const QString& profile, const QString& key, const QStringList& 
 QString saveError(const QString& path, const QString& reason)
 {
     return QObject::tr("Could not save %1: %2").arg(QDir::toNativeSeparators(path), reason);
+}
+
+// On an unbuffered device a write that stops short (a full disk, a size limit) returns what it wrote, and
+// the next one fails with the system's reason; a buffered one would report an unknown error.
+bool writeAll(QIODevice& device, const QByteArray& bytes)
+{
+    for (qint64 done = 0; done < bytes.size();) {
+        const qint64 step = device.write(bytes.constData() + done, bytes.size() - done);
+        if (step <= 0)
+            return false;
+        done += step;
+    }
+    return true;
+}
+
+// What a profile sets, as compared on import: an empty gateway element means none, and keys the store
+// does not know are never written.
+ProfileEntry settingsOf(const ProfileEntry& entry)
+{
+    ProfileEntry kept;
+    for (const QString& key : {ConfigManager::ADDRESS_KEY, ConfigManager::MASK_KEY, ConfigManager::GATEWAY_KEY,
+                               ConfigManager::DNS_KEY, ConfigManager::SEARCH_KEY}) {
+        if (!entry.value(key).isEmpty())
+            kept.insert(key, entry.value(key));
+    }
+    return kept;
+}
+
+// Reads a profiles document as the store writes one and refuses anything else, so that an import never
+// takes half a file or a profile the window could not apply. Stops at the first fault, with its line.
+class ProfilesReader
+{
+public:
+    explicit ProfilesReader(const QByteArray& bytes) : reader(bytes) {}
+
+    bool read(QList<std::pair<QString, ProfileEntry>>& profiles);
+
+    qint64 line = 0;
+    QString what;
+
+private:
+    using Items = QList<std::pair<QString, qint64>>; // each element's text and line
+    bool fail(const QString& problem, qint64 at);
+    bool readerFault();
+    bool readProfile(QList<std::pair<QString, ProfileEntry>>& profiles);
+    bool checkList(const QString& key, const Items& items, ProfileEntry& entry);
+    QString text();
+
+    QXmlStreamReader reader;
+    QMap<QString, qint64> firstSeen; // each name of the document, and where
+};
+
+bool ProfilesReader::fail(const QString& problem, qint64 at)
+{
+    what = problem;
+    line = at;
+    return false;
+}
+
+bool ProfilesReader::read(QList<std::pair<QString, ProfileEntry>>& profiles)
+{
+    while (!reader.atEnd() && !reader.hasError()) {
+        reader.readNext();
+        // Entities declared in the document could make a small file expand to a huge one.
+        if (reader.isDTD())
+            return fail(QObject::tr("a document type declaration, which a profiles document never has"),
+                        reader.lineNumber());
+        if (!reader.isStartElement())
+            continue;
+        if (reader.name() != QLatin1String("root")) {
+            return fail(QObject::tr("the document is <%1>, not a profiles document (<root>)").arg(reader.name()),
+                        reader.lineNumber());
+        }
+        while (reader.readNextStartElement()) {
+            if (reader.name() == QLatin1String("config")) {
+                if (!readProfile(profiles))
+                    return what.isEmpty() ? readerFault() : false;
+            } else if (reader.name() == ConfigManager::SETTINGS) {
+                // A whole config.xml may be imported: its profiles are taken, its settings are not.
+                reader.skipCurrentElement();
+            } else {
+                return fail(QObject::tr("<%1> is neither a profile (<config>) nor the settings").arg(reader.name()),
+                            reader.lineNumber());
+            }
+        }
+    }
+    return !reader.hasError() || readerFault();
+}
+
+bool ProfilesReader::readerFault()
+{
+    QString error = reader.errorString();
+    if (error.endsWith(QLatin1Char('.')))
+        error.chop(1);
+    return fail(error, reader.lineNumber());
+}
+
+// The text of an element that may hold nothing but text.
+QString ProfilesReader::text()
+{
+    const QString element = reader.name().toString();
+    QString text;
+    while (reader.readNext() != QXmlStreamReader::EndElement && !reader.hasError()) {
+        if (reader.isStartElement())
+            reader.raiseError(
+                QObject::tr("<%1> holds the element <%2>, where only text may be").arg(element, reader.name()));
+        else if (reader.isCharacters())
+            text += reader.text();
+    }
+    return text;
+}
+
+bool ProfilesReader::readProfile(QList<std::pair<QString, ProfileEntry>>& profiles)
+{
+    const qint64 start = reader.lineNumber();
+    const QString nameKey = QStringLiteral("name");
+    const QStringList single{nameKey, ConfigManager::ADDRESS_KEY, ConfigManager::MASK_KEY, ConfigManager::GATEWAY_KEY};
+    QMap<QString, std::pair<QString, qint64>> fields;
+    QMap<QString, Items> lists;
+    while (reader.readNextStartElement()) {
+        const QString key = reader.name().toString();
+        const qint64 at = reader.lineNumber();
+        const bool list = key == ConfigManager::DNS_KEY || key == ConfigManager::SEARCH_KEY;
+        if (!list && !single.contains(key))
+            return fail(QObject::tr("<%1> is no part of a profile").arg(key), at);
+        if (fields.contains(key))
+            return fail(QObject::tr("a second <%1> in one profile").arg(key), at);
+        const QString value = text();
+        if (reader.hasError())
+            return false;
+        if (list)
+            lists[key].append({value, at});
+        else
+            fields.insert(key, {value, at});
+    }
+    if (reader.hasError())
+        return false;
+
+    const QString name = fields.value(nameKey).first;
+    const qint64 nameLine = fields.value(nameKey, {{}, start}).second;
+    if (!fields.contains(nameKey))
+        return fail(QObject::tr("the profile has no <name>"), start);
+    if (name.trimmed().isEmpty())
+        return fail(QObject::tr("the profile's name is empty"), nameLine);
+    if (name != name.trimmed())
+        return fail(QObject::tr("the name \"%1\" begins or ends with a blank").arg(name), nameLine);
+    // A line break or an escape sequence in a name would garble every line that shows it.
+    if (std::any_of(name.cbegin(), name.cend(), [](QChar c) { return c.category() == QChar::Other_Control; }))
+        return fail(QObject::tr("the name holds a line break, a tab or another control character"), nameLine);
+    // "DHCP" is apply's automatic addressing and "settings" the store's own section.
+    if (name == Change::DHCP || name == ConfigManager::SETTINGS)
+        return fail(QObject::tr("the name \"%1\" is reserved").arg(name), nameLine);
+    if (firstSeen.contains(name)) {
+        return fail(
+            QObject::tr("a second profile named \"%1\"; the first is at line %2").arg(name).arg(firstSeen.value(name)),
+            nameLine);
+    }
+    firstSeen.insert(name, nameLine);
+
+    ProfileEntry entry;
+    for (const QString& key : {ConfigManager::ADDRESS_KEY, ConfigManager::MASK_KEY}) {
+        if (!fields.contains(key))
+            return fail(QObject::tr("profile \"%1\" has no <%2>").arg(name, key), start);
+    }
+    const auto [network, networkLine] = fields.value(ConfigManager::ADDRESS_KEY);
+    const auto [mask, maskLine] = fields.value(ConfigManager::MASK_KEY);
+    const auto [gateway, gatewayLine] = fields.value(ConfigManager::GATEWAY_KEY);
+    const QString notAnAddress = QObject::tr("%1 \"%2\" is not a dotted-quad IPv4 address");
+    if (!NetworkManager::isIPv4(network))
+        return fail(notAnAddress.arg(QObject::tr("network"), network), networkLine);
+    if (!NetworkManager::isIPv4(mask))
+        return fail(notAnAddress.arg(QObject::tr("mask"), mask), maskLine);
+    if (!NetworkManager::isNetmask(mask))
+        return fail(QObject::tr("the one bits of mask %1 are not contiguous (as in 255.255.254.0)").arg(mask),
+                    maskLine);
+    // An empty gateway element, as older versions wrote, means none.
+    if (!gateway.isEmpty() && !NetworkManager::isIPv4(gateway))
+        return fail(notAnAddress.arg(QObject::tr("gateway"), gateway), gatewayLine);
+    entry.insert(ConfigManager::ADDRESS_KEY, network);
+    entry.insert(ConfigManager::MASK_KEY, mask);
+    if (!gateway.isEmpty())
+        entry.insert(ConfigManager::GATEWAY_KEY, gateway);
+    for (auto list = lists.cbegin(); list != lists.cend(); ++list) {
+        if (!checkList(list.key(), list.value(), entry))
+            return false;
+    }
+    profiles.append({name, entry});
+    return true;
+}
+
+// A profile's DNS servers or search domains: AUTOMATIC alone, or items the system takes.
+bool ProfilesReader::checkList(const QString& key, const Items& items, ProfileEntry& entry)
+{
+    const bool servers = key == ConfigManager::DNS_KEY;
+    QStringList kept;
+    for (const auto& [item, at] : items) {
+        if (item == ConfigManager::AUTOMATIC && items.size() > 1)
+            return fail(QObject::tr("<%1> is \"%2\" beside other items").arg(key, item), at);
+        if (item == ConfigManager::AUTOMATIC)
+            continue;
+        if (servers && !NetworkManager::isDnsServer(item))
+            return fail(QObject::tr("DNS server \"%1\" is not an IPv4 or IPv6 address").arg(item), at);
+        if (!servers && !NetworkManager::isSearchDomain(item))
+            return fail(QObject::tr("search domain \"%1\" is not a domain name").arg(item), at);
+        kept.append(item);
+    }
+    entry.insert(key, kept.isEmpty() ? ConfigManager::AUTOMATIC : kept.join(QLatin1Char('\n')));
+    return true;
 }
 
 } // namespace
@@ -280,15 +492,8 @@ bool ConfigManager::replaceFile(const QByteArray& bytes, QString* error)
     QSaveFile file(path);
     // Writing in place is the one way an interrupted save could still leave half a file.
     file.setDirectWriteFallback(false);
-    // Unbuffered, a write that stops short (a full disk, a size limit) returns what it wrote, and the next
-    // one fails with the system's reason; a buffered one would report an unknown error.
-    bool written = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
-    for (qint64 done = 0; written && done < bytes.size();) {
-        const qint64 step = file.write(bytes.constData() + done, bytes.size() - done);
-        written = step > 0;
-        done += step;
-    }
-    written = written && file.commit();
+    const bool written =
+        file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && writeAll(file, bytes) && file.commit();
     if (!written) {
         qDebug() << "Cannot write file" << file.errorString();
         if (error)
@@ -340,6 +545,112 @@ bool ConfigManager::restoreDefault(QString* error)
     forbidden.reset();
     load(path);
     return true;
+}
+
+bool ConfigManager::exportProfiles(QIODevice& out, QString* error) const
+{
+    if (error)
+        error->clear();
+    QByteArray bytes;
+    QXmlStreamWriter writer(&bytes);
+    write(writer, false);
+    if (writeAll(out, bytes))
+        return true;
+    if (error)
+        *error = out.errorString();
+    return false;
+}
+
+ConfigManager::ProfilesDocument ConfigManager::readProfilesDocument(const QString& path)
+{
+    ProfilesDocument document;
+    const QString file = QDir::toNativeSeparators(path);
+    QFile in(path);
+    // A pipe or a device is read only as far as the limit.
+    const QByteArray bytes = in.open(QIODevice::ReadOnly) ? in.read(largestFile + 1) : QByteArray();
+    if (in.error() != QFileDevice::NoError) {
+        document.problem = QObject::tr("Could not import %1: %2").arg(file, in.errorString());
+    } else if (bytes.size() > largestFile) {
+        document.problem =
+            QObject::tr("Could not import %1: it is larger than 1 MB, far more than any list of profiles").arg(file);
+    } else {
+        ProfilesReader reader(bytes);
+        if (!reader.read(document.profiles)) {
+            document.profiles.clear();
+            document.problem =
+                QObject::tr("Could not import %1, line %2: %3").arg(file).arg(reader.line).arg(reader.what);
+        }
+    }
+    return document;
+}
+
+ConfigManager::ImportResult ConfigManager::importProfiles(const ProfilesDocument& document, OnConflict onConflict)
+{
+    ImportResult result;
+    keptCopy.clear();
+    if (!document.problem.isEmpty())
+        return {ImportResult::Outcome::BadFile, {}, document.problem};
+    QStringList incoming;
+    for (const auto& profile : document.profiles)
+        incoming.append(profile.first);
+    QList<QString> names = entryNames;
+    QMap<QString, ProfileEntry> sections = entries;
+    bool changed = false;
+    bool replacing = false;
+    const auto add = [&](const QString& name, const ProfileEntry& entry) {
+        names.append(name);
+        sections.insert(name, entry);
+        changed = true;
+    };
+    for (const auto& [name, entry] : document.profiles) {
+        if (!sections.contains(name)) {
+            add(name, entry);
+            result.lines.append(QObject::tr("Added \"%1\".").arg(name));
+        } else if (settingsOf(sections.value(name)) == entry) {
+            result.lines.append(QObject::tr("\"%1\" is already there.").arg(name));
+        } else if (onConflict == OnConflict::Replace) {
+            sections.insert(name, entry);
+            changed = replacing = true;
+            result.lines.append(QObject::tr("Replaced \"%1\".").arg(name));
+        } else if (onConflict == OnConflict::Skip) {
+            result.lines.append(QObject::tr("Kept the existing \"%1\".").arg(name));
+        } else {
+            // A copy taken by an earlier import of the same file is found again rather than added twice.
+            for (int number = 2;; ++number) {
+                const QString other = QStringLiteral("%1 (%2)").arg(name).arg(number);
+                if (sections.contains(other) && settingsOf(sections.value(other)) == entry) {
+                    result.lines.append(QObject::tr("\"%1\" is already there as \"%2\".").arg(name, other));
+                    break;
+                }
+                if (!sections.contains(other) && !incoming.contains(other)) {
+                    add(other, entry);
+                    result.lines.append(
+                        QObject::tr("Added \"%1\": \"%2\" exists with other settings.").arg(other, name));
+                    break;
+                }
+            }
+        }
+    }
+    if (!changed)
+        return result;
+    const QString path = configDir + fileName;
+    if (replacing && QFileInfo::exists(path)) {
+        QString why;
+        keptCopy = keepCopy(keepUnreadable && isTheUnreadableFile() ? unreadableKind : beforeImportKind, &why);
+        if (keptCopy.isEmpty()) {
+            return {ImportResult::Outcome::NotSaved,
+                    {},
+                    saveError(path, QObject::tr("no copy could be kept of the profiles it replaces (%1)").arg(why))};
+        }
+    }
+    if (!change(
+            [&] {
+                entryNames = names;
+                entries = sections;
+            },
+            &result.error))
+        return {ImportResult::Outcome::NotSaved, {}, result.error};
+    return result;
 }
 
 bool ConfigManager::isTheUnreadableFile() const
@@ -476,6 +787,11 @@ void ConfigManager::read(QXmlStreamReader& reader)
 
 void ConfigManager::write(QXmlStreamWriter& writer) const
 {
+    write(writer, true);
+}
+
+void ConfigManager::write(QXmlStreamWriter& writer, bool withSettings) const
+{
     writer.setAutoFormatting(true);
     writer.setAutoFormattingIndent(3);
     writer.writeStartDocument();
@@ -495,6 +811,11 @@ void ConfigManager::write(QXmlStreamWriter& writer) const
                 writeTextElement(writer, key, item);
         }
         writer.writeEndElement();
+    }
+    if (!withSettings) {
+        writer.writeEndElement();
+        writer.writeEndDocument();
+        return;
     }
     // Always complete, so that a file read without its settings gets them back with the next save. The
     // list takes its place among the keys in their order.

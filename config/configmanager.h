@@ -8,6 +8,7 @@
 #include <functional>
 #include <optional>
 
+class QIODevice;
 class QXmlStreamReader;
 class QXmlStreamWriter;
 
@@ -106,7 +107,38 @@ public:
     void read(QXmlStreamReader& reader);
     void write(QXmlStreamWriter& writer) const;
 
+    // The profiles, without the settings, as a profiles document: config.xml's own format.
+    bool exportProfiles(QIODevice& out, QString* error = nullptr) const;
+
+    // A profiles document read whole or not at all: its profiles in its order, or (with none) what is wrong
+    // with it, naming the file and, inside the document, the line. Its settings, if any, are not read.
+    struct ProfilesDocument
+    {
+        QList<std::pair<QString, ProfileEntry>> profiles;
+        QString problem;
+    };
+    static ProfilesDocument readProfilesDocument(const QString& path);
+
+    // What to do with an imported profile whose name is taken by one with other settings: add it as
+    // "<name> (2)" (or the next free number), replace the stored one, or keep the stored one.
+    enum class OnConflict { Rename, Replace, Skip };
+    struct ImportResult
+    {
+        enum class Outcome { Imported, BadFile, NotSaved };
+        Outcome outcome = Outcome::Imported;
+        QStringList lines; // when imported, one per profile of the document, saying what became of it
+        QString error;
+    };
+    // Adds a document's profiles in one save, or none. Before a stored profile is replaced, a copy of
+    // config.xml is kept (see lastKeptCopy()).
+    ImportResult importProfiles(const ProfilesDocument& document, OnConflict onConflict = OnConflict::Rename);
+    ImportResult importProfiles(const QString& path, OnConflict onConflict = OnConflict::Rename)
+    {
+        return importProfiles(readProfilesDocument(path), onConflict);
+    }
+
 private:
+    void write(QXmlStreamWriter& writer, bool withSettings) const;
     bool change(const std::function<void()>& apply, QString* error);
     bool replaceFile(const QByteArray& bytes, QString* error);
     QString keepCopy(const QString& kind, QString* error = nullptr);

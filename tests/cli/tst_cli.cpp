@@ -112,6 +112,8 @@ private slots:
     void runsCommandAgainstSimulatedMac();
     void changesConfigurationOnlyWhenAllIsRight_data();
     void changesConfigurationOnlyWhenAllIsRight();
+    void transfersWholeFilesOnly_data();
+    void transfersWholeFilesOnly();
 };
 
 void TestCli::runsCommandAgainstSimulatedMac_data()
@@ -449,6 +451,90 @@ void TestCli::changesConfigurationOnlyWhenAllIsRight()
     const QStringList files = QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::System);
     QCOMPARE(files, after == noFile ? QStringList() : QStringList{QStringLiteral("config.xml")});
     QCOMPARE(mac.calls(), QList<QStringList>());
+}
+
+void TestCli::transfersWholeFilesOnly_data()
+{
+    QTest::addColumn<QStringList>("arguments"); // $FILE standing for the file to import
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("out");
+    QTest::addColumn<QString>("err");       // found in standard error, $FILE and $HOME standing for themselves
+    QTest::addColumn<QString>("condition"); // "sudo", or a SaveFault
+    const auto row = [](const char* name, const QStringList& arguments, const QByteArray& file, int status,
+                        const QString& out, const QString& err, const QString& condition = {}) {
+        QTest::newRow(name) << arguments << file << status << out << err << condition;
+    };
+    const QStringList import{"import", "$FILE"};
+    const QByteArray office = "<root><config><name>Office</name><address>172.16.0.0</address><mask>255.240.0.0</mask>"
+                              "<dns>172.16.0.53</dns></config></root>";
+
+    row("adds a profile and tells of each", import,
+        "<root><config><name>Home</name><address>192.168.1.0</address><mask>255.255.255.0</mask></config>" +
+            office.mid(6),
+        0, "\"Home\" is already there.\nAdded \"Office\".\n", "");
+    row("cut short", import, office.left(office.indexOf("0.53</dns>")), 2, "",
+        "Could not import $FILE, line 1: Premature end of document\n");
+    row("another document", import, "<html><config/></html>", 2, "",
+        "Could not import $FILE, line 1: the document is <html>, not a profiles document (<root>)\n");
+    row("markup in a name", import, QByteArray(office).replace("Office", "<b>x</b>"), 2, "",
+        "Could not import $FILE, line 1: <name> holds the element <b>, where only text may be\n");
+    row("over 1 MB", import, "<root>" + QByteArray(1024 * 1024, ' ') + office.mid(6), 2, "",
+        "Could not import $FILE: it is larger than 1 MB, far more than any list of profiles\n");
+    row("a mask with a gap", import, QByteArray(office).replace("<mask>255.240.0.0", "\n<mask>255.0.255.0"), 2, "",
+        "Could not import $FILE, line 2: the one bits of mask 255.0.255.0 are not contiguous");
+    row("a malformed DNS server", import, QByteArray(office).replace(".53", ".530"), 2, "",
+        "Could not import $FILE, line 1: DNS server \"172.16.0.530\" is not an IPv4 or IPv6 address\n");
+    row("under sudo", import, office, 2, "", "profiles belong to the user; run it without sudo", "sudo");
+    row("a choice for export", {"export", "--on-conflict", "skip"}, {}, 2, "", "--on-conflict goes with import");
+    row("a save that fails", import, office, 1, "",
+        "tarnwick-cli: Could not save $HOME/Library/Tarnwick/config.xml: Permission denied\n", "read-only folder");
+    row("export into a missing folder", {"export", "/none/profiles.xml"}, {}, 1, "",
+        "tarnwick-cli: could not write /none/profiles.xml: No such file or directory\n");
+}
+
+// An import reads the file whole and checks it before config.xml is touched: anything wrong leaves that byte for
+// byte as it was. An export writes a whole file or none.
+void TestCli::transfersWholeFilesOnly()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, file);
+    QFETCH(int, status);
+    QFETCH(QString, out);
+    QFETCH(QString, err);
+    QFETCH(QString, condition);
+
+    FakeMac mac;
+    const QString folder = mac.homeDir() + QStringLiteral("/Library/Tarnwick");
+    const QString path = folder + QStringLiteral("/config.xml");
+    const QString source = mac.homeDir() + QStringLiteral("/import.xml");
+    const QByteArray start =
+        configXml({profileXml("Home", "192.168.1.0", "255.255.255.0"), profileXml("Lab", "10.0.0.0", "255.0.0.0")});
+    const auto put = [](const QString& at, const QByteArray& bytes) {
+        QFile out(at);
+        return QDir().mkpath(QFileInfo(at).path()) && out.open(QIODevice::WriteOnly) &&
+               out.write(bytes) == bytes.size();
+    };
+    QVERIFY(put(path, start) && put(source, file));
+    arguments.replaceInStrings(QStringLiteral("$FILE"), source);
+    const Cli::Environment environment{0, condition == QLatin1String("sudo") ? QStringLiteral("alice") : QString(),
+                                       [&mac](const QString&) { return mac.homeDir(); }};
+
+    QString output;
+    QString errors;
+    int result = -1;
+    {
+        QTextStream outStream(&output);
+        QTextStream errStream(&errors);
+        const SaveFault fault(condition, mac.homeDir());
+        result = Cli::run(QStringList{"tarnwick-cli"} + arguments, outStream, errStream, environment);
+    }
+    QCOMPARE(result, status);
+    QCOMPARE(output, out);
+    err.replace(QLatin1String("$FILE"), source).replace(QLatin1String("$HOME"), mac.homeDir());
+    QVERIFY2(errors.contains(err), qPrintable(errors));
+    QCOMPARE(bytesOf(path) == start, !out.contains(QLatin1String("Added")));
+    QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("config.xml")});
 }
 
 QTEST_GUILESS_MAIN(TestCli)

@@ -2,6 +2,7 @@
 
 #include "tests/common/session.h"
 
+#include <QBuffer>
 #include <QFileInfo>
 #include <QRegularExpression>
 
@@ -15,6 +16,21 @@ const QString defaultSettings = "201|Thunderbolt Bridge|Pont Thunderbolt";
 QString settingsOf(const ConfigManager& store)
 {
     return (QStringList{QString::number(store.defaultHost())} + store.getForbiddenInterfaces()).join(u'|');
+}
+
+// Each profile as "name network DNS".
+QStringList profilesOf(const ConfigManager& store)
+{
+    QStringList profiles;
+    for (const QString& name : store.getProfileEntries())
+        profiles.append(name + ' ' + store.getParameter(name, "address") + ' ' + store.getParameter(name, "dns"));
+    return profiles;
+}
+
+QByteArray profileXml(const QByteArray& name, const QByteArray& network, const QByteArray& more = {})
+{
+    return "<config><name>" + name + "</name><address>" + network + "</address><mask>255.255.0.0</mask>" + more +
+           "</config>";
 }
 
 } // namespace
@@ -202,6 +218,85 @@ private slots:
         for (const QString& name : store.getForbiddenInterfaces())
             QVERIFY(s.file().contains("<interface>" + name.toUtf8() + "</interface>"));
         QCOMPARE(settingsOf(s.start()), shown);
+    }
+
+    // An empty home imports what another exported as it was there: the same profiles in the same order,
+    // written alike, and none of the exporting home's settings.
+    void importsWhatAnotherHomeExported()
+    {
+        StoreSession other;
+        ConfigManager& exporter = other.start();
+        QVERIFY(exporter.addEntry("Lab <&>", {{"address", "10.0.0.0"},
+                                              {"mask", "255.0.0.0"},
+                                              {"dns", "10.0.0.53\n2001:db8::1"},
+                                              {"search", "automatic"}}));
+        QVERIFY(exporter.updateSetting("default_network_id", "42"));
+        QFile file(other.mac.homeDir() + "/profiles.xml");
+        QVERIFY(file.open(QIODevice::WriteOnly) && exporter.exportProfiles(file));
+        file.close();
+        StoreSession s;
+        ConfigManager& store = s.start();
+        QCOMPARE(store.importProfiles(file.fileName()).lines.join(u'|'),
+                 "\"LA-Network\" is already there.|\"Intercom\" is already there.|\"Management\" is already there.|"
+                 "\"APIPA-FIX\" is already there.|Added \"Lab <&>\".");
+        QBuffer imported;
+        QVERIFY(imported.open(QIODevice::WriteOnly) && store.exportProfiles(imported));
+        QCOMPARE(imported.data(), StoreSession::read(file.fileName()));
+        QVERIFY(!imported.data().contains("settings") && s.start().defaultHost() == 201);
+    }
+
+    void settlesATakenNameAsAsked_data()
+    {
+        using Policy = ConfigManager::OnConflict;
+        QTest::addColumn<QByteArray>("stored");
+        QTest::addColumn<Policy>("onConflict");
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QStringList>("profiles"); // after the import; empty when the file is left as it was
+        const QByteArray other = profileXml("Lab", "10.0.0.0");
+        const auto row = [](const char* name, const QByteArray& stored, Policy onConflict, const QString& line,
+                            const QStringList& profiles) {
+            QTest::newRow(name) << stored << onConflict << line << profiles;
+        };
+        row("same settings, an empty gateway being none",
+            profileXml("Lab", "10.1.0.0", "<gateway/><dns>10.1.0.53</dns>"), Policy::Replace,
+            "\"Lab\" is already there.", {});
+        row("other DNS servers renamed", profileXml("Lab", "10.1.0.0", "<dns>10.1.0.54</dns>"), Policy::Rename,
+            "Added \"Lab (2)\": \"Lab\" exists with other settings.",
+            {"Lab 10.1.0.0 10.1.0.54", "Lab (2) 10.1.0.0 10.1.0.53"});
+        row("renamed past a taken number", other + profileXml("Lab (2)", "10.2.0.0"), Policy::Rename,
+            "Added \"Lab (3)\": \"Lab\" exists with other settings.",
+            {"Lab 10.0.0.0 ", "Lab (2) 10.2.0.0 ", "Lab (3) 10.1.0.0 10.1.0.53"});
+        row("found again as an earlier import's copy",
+            other + profileXml("Lab (2)", "10.1.0.0", "<dns>10.1.0.53</dns>"), Policy::Rename,
+            "\"Lab\" is already there as \"Lab (2)\".", {});
+        row("replaced", other, Policy::Replace, "Replaced \"Lab\".", {"Lab 10.1.0.0 10.1.0.53"});
+        row("skipped", other, Policy::Skip, "Kept the existing \"Lab\".", {});
+    }
+
+    // Only a profile whose name is taken by other settings is a conflict; the file is written only when the
+    // import changes something, and kept as it was before a profile in it is replaced.
+    void settlesATakenNameAsAsked()
+    {
+        QFETCH(QByteArray, stored);
+        QFETCH(ConfigManager::OnConflict, onConflict);
+        QFETCH(QString, line);
+        QFETCH(QStringList, profiles);
+        StoreSession s;
+        s.write("<root>" + stored + "</root>");
+        const QByteArray before = s.file();
+        ConfigManager& store = s.start();
+        const QStringList storedProfiles = profilesOf(store);
+        QFile file(s.mac.homeDir() + "/profiles.xml");
+        QVERIFY(file.open(QIODevice::WriteOnly) &&
+                file.write("<root>" + profileXml("Lab", "10.1.0.0", "<dns>10.1.0.53</dns>") + "</root>") > 0);
+        file.close();
+        const ConfigManager::ImportResult result = store.importProfiles(file.fileName(), onConflict);
+        QCOMPARE(result.lines, QStringList{line});
+        const QStringList copies = QFileInfo(s.path).dir().entryList({"config.xml.before-import-*"});
+        QCOMPARE(copies.size(), line.startsWith("Replaced") ? 1 : 0);
+        QCOMPARE(StoreSession::read(store.lastKeptCopy()), copies.isEmpty() ? QByteArray() : before);
+        QCOMPARE(profilesOf(s.start()), profiles.isEmpty() ? storedProfiles : profiles);
+        QCOMPARE(s.file() == before, profiles.isEmpty());
     }
 
     void writesEveryChangeThroughAndRefusesBadOnes()
