@@ -64,6 +64,10 @@ TrayMenu::TrayMenu(Switcher& switcher, QMenu& menu, QObject* parent) : QObject(p
 
 void TrayMenu::rebuild()
 {
+    // clear() leaves the submenus and action groups the menu owns: they go with the entries, or every
+    // reading would add more.
+    qDeleteAll(menu.findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly));
+    qDeleteAll(menu.findChildren<QActionGroup*>(QString(), Qt::FindDirectChildrenOnly));
     menu.clear();
     const QList<ServiceState> services = switcher.offeredServices();
     const bool several = services.size() > 1;

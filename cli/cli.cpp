@@ -7,6 +7,7 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -104,9 +105,21 @@ ConfigManager readProfiles(const Environment& environment)
     return profiles;
 }
 
+// The history of changes is the user's too. Under sudo it is kept in the invoking user's folder only when that
+// folder is there already: a folder made by root would lock the window out of it.
+QString historyPath(const Environment& environment)
+{
+    if (environment.euid != 0 || environment.sudoUser.isEmpty())
+        return History::defaultPath();
+    const QString home = environment.homeOf ? environment.homeOf(environment.sudoUser) : QString();
+    const QString folder = ConfigManager::configDirIn(home);
+    return !home.isEmpty() && QFileInfo(folder).isDir() ? folder + QStringLiteral("history.xml") : QString();
+}
+
 std::unique_ptr<Switcher> makeSwitcher(const Context& context)
 {
-    auto switcher = std::make_unique<Switcher>(readProfiles(context.environment));
+    auto switcher =
+        std::make_unique<Switcher>(readProfiles(context.environment), nullptr, historyPath(context.environment));
     switcher->setTimeout(context.timeoutMs);
     switcher->setPromptTimeout(context.timeoutMs);
     switcher->setAskAdmin(context.askAdmin);

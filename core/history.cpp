@@ -109,6 +109,8 @@ bool History::dropNewest(const QString& service, QString* error)
 
 void History::load()
 {
+    if (path.isEmpty())
+        return;
     QFile file(path);
     if (!file.exists())
         return;
@@ -160,6 +162,8 @@ void History::load()
 
 bool History::save(QString* error)
 {
+    if (path.isEmpty())
+        return true;
     QDir().mkpath(QFileInfo(path).absolutePath());
     QSaveFile file(path);
     file.setDirectWriteFallback(false);

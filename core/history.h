@@ -35,6 +35,7 @@ class History
 public:
     static constexpr int KEPT = 10;
 
+    // An empty path keeps the history for this run only.
     explicit History(const QString& path = defaultPath());
     static QString defaultPath();
 

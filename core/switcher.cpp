@@ -17,8 +17,8 @@ QByteArray bytesOf(const QString& path)
 
 } // namespace
 
-Switcher::Switcher(ConfigManager store, QObject* parent)
-    : QObject(parent), store(std::move(store)), runner(new CommandRunner(this))
+Switcher::Switcher(ConfigManager store, QObject* parent, const QString& historyPath)
+    : QObject(parent), store(std::move(store)), past(historyPath), runner(new CommandRunner(this))
 {
     connect(runner, &CommandRunner::readingFinished, this, [this](const MachineReading& reading, bool byUser) {
         last = reading;

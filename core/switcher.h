@@ -21,7 +21,9 @@ class Switcher : public QObject
     Q_OBJECT
 
 public:
-    explicit Switcher(ConfigManager store, QObject* parent = nullptr);
+    // The history of changes is kept in historyPath (empty: for this run only).
+    explicit Switcher(ConfigManager store, QObject* parent = nullptr,
+                      const QString& historyPath = History::defaultPath());
     ~Switcher() override;
 
     ConfigManager& config() { return store; }

@@ -82,6 +82,10 @@ private slots:
         QCOMPARE(t.tray->toolTip(), "Ethernet — 192.168.1.201 (manual)\nWi-Fi — 10.0.0.23 (DHCP)\n"
                                     "USB 10/100/1000 LAN — no address (DHCP)\niPhone USB — no address (DHCP)");
 
+        // Each reading builds the menu anew, and only once: nothing piles up across readings.
+        t.read();
+        QCOMPARE(t.menu.findChildren<QMenu*>().size(), 4);
+        QCOMPARE(t.menu.findChildren<QActionGroup*>().size(), 4);
         // One service: a section, not a submenu.
         t.mac.setServices("1|Wi-Fi|Wi-Fi|en1|1|dhcp|10.0.0.23|255.255.255.0|10.0.0.1\n");
         t.read();
