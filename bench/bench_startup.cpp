@@ -11,7 +11,6 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
-#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -83,13 +82,8 @@ int showWindow(int argc, char* argv[])
         window = std::make_unique<QMainWindow>();
         window->setCentralWidget(new QLabel(QStringLiteral("Service")));
     } else {
-        if (!what.isEmpty()) {
-            for (const QStringList& command : FakeMac::readCalls(QString::fromLocal8Bit(what))) {
-                QProcess process;
-                process.start(command.first(), command.mid(1));
-                process.waitForFinished();
-            }
-        }
+        if (!what.isEmpty())
+            Bench::runOneByOne(FakeMac::readCalls(QString::fromLocal8Bit(what)));
         window = std::make_unique<QMainWindow>();
     }
     if (!watch)
@@ -139,10 +133,7 @@ int main(int argc, char* argv[])
     Bench::mac().clearCalls();
     timeToShown(reading);
     const QList<QStringList> startCommands = Bench::mac().calls();
-    const auto firstIfconfig = std::find_if(startCommands.cbegin(), startCommands.cend(),
-                                            [](const QStringList& call) { return call.first() == "ifconfig"; });
-    const QList<QStringList> readingCommands(startCommands.cbegin(),
-                                             firstIfconfig == startCommands.cend() ? firstIfconfig : firstIfconfig + 1);
+    const QList<QStringList> readingCommands = Bench::firstReading(startCommands);
     QTemporaryDir dir;
     const QString readingFile = writeCommands(dir.filePath(QStringLiteral("reading")), readingCommands);
 
