@@ -28,6 +28,7 @@ namespace {
 constexpr double commandSeconds = 1.0; // every simulated command, so that any freeze shows
 constexpr int postAfterMs = 300;       // the click lands inside the first command
 constexpr int runs = 3;
+constexpr int changeRuns = 25;
 
 // Runs the event loop until done() holds or the time is up.
 void waitFor(const std::function<bool()>& done, int timeoutMs)
@@ -326,6 +327,72 @@ void commands(MainWindow& window, const QList<QStringList>& startCalls)
         refresh->start(5000);
 }
 
+// An Apply from Ctrl+E until its report reaches the window, with instant stand-ins, against the very same
+// command lines run bare: the change's steps one at a time, then the reading after it as a reading runs them.
+void change(MainWindow& window)
+{
+    Bench::mac().setDelay(0);
+    QTimer* refresh = refreshTimer(window);
+    if (refresh)
+        refresh->stop(); // only the change runs meanwhile
+    chooseProfile(window, QStringLiteral("LA-Network"));
+    Switcher& core = switcherOf(window);
+    QList<double> applied, bare;
+    QList<QStringList> steps, reading;
+    int unreported = 0;
+    for (int run = 0; run < changeRuns; ++run) {
+        Closer closer; // answers the notice that follows the report
+        activate(window);
+        Bench::mac().clearCalls();
+        QElapsedTimer clock;
+        double reported = -1;
+        const auto connection =
+            QObject::connect(&core, &Switcher::changeFinished, &window, [&] { reported = clock.nsecsElapsed() / 1e6; });
+        clock.start();
+        pressKey(window, Qt::Key_E, QStringLiteral("e"));
+        waitFor([&] { return reported >= 0; }, 10000);
+        QObject::disconnect(connection);
+        waitFor([&] { return !QApplication::activeModalWidget() && coreIdle(window); }, 60000);
+        if (reported < 0) {
+            ++unreported;
+            continue;
+        }
+        applied.append(reported);
+
+        const QList<QStringList> calls = Bench::mac().calls();
+        const auto listing = std::find_if(calls.cbegin(), calls.cend(), [](const QStringList& call) {
+            return call.value(1) == QLatin1String("-listnetworkserviceorder");
+        });
+        steps = QList<QStringList>(calls.cbegin(), listing);
+        reading = Bench::firstReading(calls);
+        QElapsedTimer bareClock;
+        bareClock.start();
+        Bench::runOneByOne(steps);
+        Bench::runAsReading(reading);
+        bare.append(bareClock.nsecsElapsed() / 1e6);
+    }
+    if (refresh)
+        refresh->start(5000);
+
+    if (applied.isEmpty()) {
+        Bench::row(QStringLiteral("8. a change, Ctrl+E to its report"),
+                   QStringLiteral("%1 of %1 never reported").arg(changeRuns), QStringLiteral("-"));
+        return;
+    }
+    const double reference = Bench::median(bare);
+    Bench::row(
+        QStringLiteral("8. a change, Ctrl+E to its report"), Bench::ms(Bench::median(applied)),
+        QStringLiteral("%1 bare, the same %2 commands").arg(Bench::ms(reference)).arg(steps.size() + reading.size()),
+        Bench::median(applied) / reference, QStringLiteral("<= 1.1"));
+    Bench::note(QStringLiteral("8: medians of %1 Applies, instant commands; bare = QProcess start and wait: the %2 "
+                               "steps of the change one at a time, then the %3 commands of the reading after it, "
+                               "the listing and then the rest at once%4")
+                    .arg(applied.size())
+                    .arg(steps.size())
+                    .arg(reading.size())
+                    .arg(unreported ? QStringLiteral("; %1 Applies never reported").arg(unreported) : QString()));
+}
+
 // Background readings so far, counted in the simulated Mac's call log: each one ends with ifconfig.
 class ReadingCounter
 {
@@ -388,7 +455,7 @@ void memory(MainWindow& window, int wanted, int seconds)
 
 } // namespace
 
-// "latency" (the default) for measures 1, 2 and 7; "memory <readings> <seconds>" for measure 5.
+// "latency" (the default) for measures 1, 2, 7 and 8; "memory <readings> <seconds>" for measure 5.
 int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
@@ -407,6 +474,7 @@ int main(int argc, char* argv[])
                arguments.value(3, QStringLiteral("600")).toInt());
     } else {
         commands(window, startCalls);
+        change(window);
         latency(window);
     }
     return 0;
