@@ -1,6 +1,6 @@
 #include "app/mainwindow.h"
 #include "bench/benchsupport.h"
-#include "network/commandrunner.h"
+#include "core/switcher.h"
 
 #include <QAbstractButton>
 #include <QAction>
@@ -28,6 +28,7 @@ namespace {
 constexpr double commandSeconds = 1.0; // every simulated command, so that any freeze shows
 constexpr int postAfterMs = 300;       // the click lands inside the first command
 constexpr int runs = 3;
+constexpr int changeRuns = 25;
 
 // Runs the event loop until done() holds or the time is up.
 void waitFor(const std::function<bool()>& done, int timeoutMs)
@@ -130,25 +131,56 @@ QString latencyText(const Figures& f)
     return Bench::ms(Bench::median(f.latency));
 }
 
-CommandRunner& runnerOf(MainWindow& window)
+Switcher& switcherOf(MainWindow& window)
 {
-    auto* runner = window.findChild<CommandRunner*>();
-    if (!runner)
-        qFatal("the window has no command runner");
-    return *runner;
+    auto* switcher = window.findChild<Switcher*>();
+    if (!switcher)
+        qFatal("the window has no switching core");
+    return *switcher;
 }
 
-bool idleRunner(MainWindow& window)
+bool coreIdle(MainWindow& window)
 {
-    return !runnerOf(window).isBusy() && !runnerOf(window).isReading();
+    return !switcherOf(window).isBusy() && !switcherOf(window).isReading();
+}
+
+// As the user's choice: an Apply then runs two commands.
+void chooseProfile(MainWindow& window, const QString& name)
+{
+    auto* profiles = window.findChild<QComboBox*>(QStringLiteral("comboBoxProfil"));
+    const int profile = profiles->findText(name);
+    profiles->setCurrentIndex(profile);
+    emit profiles->activated(profile);
+}
+
+QTimer* refreshTimer(MainWindow& window)
+{
+    for (QTimer* timer : window.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)) {
+        if (timer->interval() == 5000)
+            return timer;
+    }
+    return nullptr;
+}
+
+// Shortcuts go to the active window, as the window system delivers them.
+void activate(MainWindow& window)
+{
+    window.activateWindow();
+    waitFor([&window] { return QGuiApplication::focusWindow() == window.windowHandle(); }, 2000);
+}
+
+void pressKey(MainWindow& window, Qt::Key key, const QString& text)
+{
+    using Qwsi = QWindowSystemInterface;
+    Qwsi::handleKeyEvent<Qwsi::SynchronousDelivery>(window.windowHandle(), QEvent::KeyPress, key, Qt::ControlModifier,
+                                                    text);
+    Qwsi::handleKeyEvent<Qwsi::SynchronousDelivery>(window.windowHandle(), QEvent::KeyRelease, key, Qt::ControlModifier,
+                                                    text);
 }
 
 void latency(MainWindow& window)
 {
-    auto* profiles = window.findChild<QComboBox*>(QStringLiteral("comboBoxProfil"));
-    const int profile = profiles->findText(QStringLiteral("LA-Network"));
-    profiles->setCurrentIndex(profile);
-    emit profiles->activated(profile); // as the user's choice: an Apply then runs two commands
+    chooseProfile(window, QStringLiteral("LA-Network"));
     auto* apply = window.findChild<QAbstractButton*>(QStringLiteral("execButton"));
     Probe probe(window.findChild<QLabel*>(QStringLiteral("label_101")));
     Figures idle, refresh, applying;
@@ -174,7 +206,7 @@ void latency(MainWindow& window)
         probe.start();
         QTimer::singleShot(0, &window, [&window] { QMetaObject::invokeMethod(&window, "onTimerTimeout"); });
         QTimer::singleShot(postAfterMs, &probe, [&probe] { probe.postClick(); });
-        waitFor([&] { return probe.handled >= 0 && probe.now() > postAfterMs && idleRunner(window); }, 60000);
+        waitFor([&] { return probe.handled >= 0 && probe.now() > postAfterMs && coreIdle(window); }, 60000);
         probe.stop();
         sample(refresh);
 
@@ -193,7 +225,7 @@ void latency(MainWindow& window)
             applying.busyCursor += cursor && cursor->shape() == Qt::WaitCursor;
             probe.postClick();
         });
-        waitFor([&] { return probe.handled >= 0 && probe.noticeAt >= 0 && idleRunner(window); }, 60000);
+        waitFor([&] { return probe.handled >= 0 && probe.noticeAt >= 0 && coreIdle(window); }, 60000);
         probe.stop();
         sample(applying);
         applying.notice.append(probe.noticeAt - probe.posted);
@@ -254,11 +286,7 @@ private:
 void commands(MainWindow& window, const QList<QStringList>& startCalls)
 {
     Bench::mac().setDelay(0);
-    QTimer* refresh = nullptr;
-    for (QTimer* timer : window.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)) {
-        if (timer->interval() == 5000)
-            refresh = timer;
-    }
+    QTimer* refresh = refreshTimer(window);
     if (refresh)
         refresh->stop(); // only the command counted runs meanwhile
     const auto readingsIn = [](const QList<QStringList>& calls) {
@@ -269,8 +297,8 @@ void commands(MainWindow& window, const QList<QStringList>& startCalls)
         Bench::mac().clearCalls();
         Closer closer;
         act();
-        // The reading is asked for once the dialog or notice has closed, and handled when the runner is idle.
-        waitFor([&] { return !QApplication::activeModalWidget() && idleRunner(window); }, 60000);
+        // The reading is asked for once the dialog or notice has closed, and handled when the core is idle.
+        waitFor([&] { return !QApplication::activeModalWidget() && coreIdle(window); }, 60000);
         waitFor([] { return false; }, 300); // nothing more follows
         return Bench::mac().calls();
     };
@@ -288,21 +316,81 @@ void commands(MainWindow& window, const QList<QStringList>& startCalls)
     const auto trigger = [&window](const char* name) {
         return [&window, name] { window.findChild<QAction*>(QLatin1String(name))->trigger(); };
     };
-    // Ctrl+R as the window system delivers it, to the window made active again.
     const QList<QStringList> reload = countAfter([&window] {
-        window.activateWindow();
-        waitFor([&window] { return QGuiApplication::focusWindow() == window.windowHandle(); }, 2000);
-        using Qwsi = QWindowSystemInterface;
-        Qwsi::handleKeyEvent<Qwsi::SynchronousDelivery>(window.windowHandle(), QEvent::KeyPress, Qt::Key_R,
-                                                        Qt::ControlModifier, QStringLiteral("r"));
-        Qwsi::handleKeyEvent<Qwsi::SynchronousDelivery>(window.windowHandle(), QEvent::KeyRelease, Qt::Key_R,
-                                                        Qt::ControlModifier, QStringLiteral("r"));
+        activate(window);
+        pressKey(window, Qt::Key_R, QStringLiteral("r"));
     });
     row(QStringLiteral("reload (Ctrl+R), notice answered"), reload);
     row(QStringLiteral("closing Manage Profiles"), countAfter(trigger("actionManageProfiles")));
     row(QStringLiteral("closing Settings"), countAfter(trigger("actionSettings")));
     if (refresh)
         refresh->start(5000);
+}
+
+// An Apply from Ctrl+E until its report reaches the window, with instant stand-ins, against the very same
+// command lines run bare: the change's steps one at a time, then the reading after it as a reading runs them.
+void change(MainWindow& window)
+{
+    Bench::mac().setDelay(0);
+    QTimer* refresh = refreshTimer(window);
+    if (refresh)
+        refresh->stop(); // only the change runs meanwhile
+    chooseProfile(window, QStringLiteral("LA-Network"));
+    Switcher& core = switcherOf(window);
+    QList<double> applied, bare;
+    QList<QStringList> steps, reading;
+    int unreported = 0;
+    for (int run = 0; run < changeRuns; ++run) {
+        Closer closer; // answers the notice that follows the report
+        activate(window);
+        Bench::mac().clearCalls();
+        QElapsedTimer clock;
+        double reported = -1;
+        const auto connection =
+            QObject::connect(&core, &Switcher::changeFinished, &window, [&] { reported = clock.nsecsElapsed() / 1e6; });
+        clock.start();
+        pressKey(window, Qt::Key_E, QStringLiteral("e"));
+        waitFor([&] { return reported >= 0; }, 10000);
+        QObject::disconnect(connection);
+        waitFor([&] { return !QApplication::activeModalWidget() && coreIdle(window); }, 60000);
+        if (reported < 0) {
+            ++unreported;
+            continue;
+        }
+        applied.append(reported);
+
+        const QList<QStringList> calls = Bench::mac().calls();
+        const auto listing = std::find_if(calls.cbegin(), calls.cend(), [](const QStringList& call) {
+            return call.value(1) == QLatin1String("-listnetworkserviceorder");
+        });
+        steps = QList<QStringList>(calls.cbegin(), listing);
+        reading = Bench::firstReading(calls);
+        QElapsedTimer bareClock;
+        bareClock.start();
+        Bench::runOneByOne(steps);
+        Bench::runAsReading(reading);
+        bare.append(bareClock.nsecsElapsed() / 1e6);
+    }
+    if (refresh)
+        refresh->start(5000);
+
+    if (applied.isEmpty()) {
+        Bench::row(QStringLiteral("8. a change, Ctrl+E to its report"),
+                   QStringLiteral("%1 of %1 never reported").arg(changeRuns), QStringLiteral("-"));
+        return;
+    }
+    const double reference = Bench::median(bare);
+    Bench::row(
+        QStringLiteral("8. a change, Ctrl+E to its report"), Bench::ms(Bench::median(applied)),
+        QStringLiteral("%1 bare, the same %2 commands").arg(Bench::ms(reference)).arg(steps.size() + reading.size()),
+        Bench::median(applied) / reference, QStringLiteral("<= 1.1"));
+    Bench::note(QStringLiteral("8: medians of %1 Applies, instant commands; bare = QProcess start and wait: the %2 "
+                               "steps of the change one at a time, then the %3 commands of the reading after it, "
+                               "the listing and then the rest at once%4")
+                    .arg(applied.size())
+                    .arg(steps.size())
+                    .arg(reading.size())
+                    .arg(unreported ? QStringLiteral("; %1 Applies never reported").arg(unreported) : QString()));
 }
 
 // Background readings so far, counted in the simulated Mac's call log: each one ends with ifconfig.
@@ -333,11 +421,7 @@ private:
 // has been handed over. Instant stand-ins, so the time goes to starting processes.
 void memory(MainWindow& window, int wanted, int seconds)
 {
-    QTimer* refresh = nullptr;
-    for (QTimer* timer : window.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)) {
-        if (timer->interval() == 5000)
-            refresh = timer;
-    }
+    QTimer* refresh = refreshTimer(window);
     if (!refresh)
         qFatal("the window has no five-second refresh timer");
     Bench::mac().setDelay(0);
@@ -371,7 +455,7 @@ void memory(MainWindow& window, int wanted, int seconds)
 
 } // namespace
 
-// "latency" (the default) for measures 1, 2 and 7; "memory <readings> <seconds>" for measure 5.
+// "latency" (the default) for measures 1, 2, 7 and 8; "memory <readings> <seconds>" for measure 5.
 int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
@@ -382,14 +466,15 @@ int main(int argc, char* argv[])
     window.show();
     waitFor([&window] { return window.windowHandle() && window.windowHandle()->isExposed(); }, 5000);
     // The first reading starts from the first show; it is handled before anything is measured.
-    waitFor([&window] { return runnerOf(window).isReading() || runnerOf(window).isBusy(); }, 1000);
-    waitFor([&window] { return idleRunner(window); }, 60000);
+    waitFor([&window] { return switcherOf(window).isReading() || switcherOf(window).isBusy(); }, 1000);
+    waitFor([&window] { return coreIdle(window); }, 60000);
     const QList<QStringList> startCalls = Bench::mac().calls();
     if (arguments.value(1) == QLatin1String("memory")) {
         memory(window, arguments.value(2, QStringLiteral("10000")).toInt(),
                arguments.value(3, QStringLiteral("600")).toInt());
     } else {
         commands(window, startCalls);
+        change(window);
         latency(window);
     }
     return 0;

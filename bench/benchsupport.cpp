@@ -1,10 +1,13 @@
 #include "bench/benchsupport.h"
 
 #include <QFile>
+#include <QProcess>
 #include <QTextStream>
 #include <QtGlobal>
 
 #include <algorithm>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -69,6 +72,45 @@ qint64 residentKb()
             return line.mid(6).trimmed().split(' ').value(0).toLongLong();
     }
     return -1;
+}
+
+QList<QStringList> firstReading(const QList<QStringList>& calls)
+{
+    const auto isListing = [](const QStringList& call) {
+        return call.value(1) == QLatin1String("-listnetworkserviceorder");
+    };
+    const auto listing = std::find_if(calls.cbegin(), calls.cend(), isListing);
+    if (listing == calls.cend())
+        return {};
+    QList<QStringList> reading{*listing};
+    for (auto call = listing + 1; call != calls.cend() && !isListing(*call); ++call) {
+        if (call->first() == QLatin1String("ifconfig") || call->value(1) == QLatin1String("-getinfo"))
+            reading.append(*call);
+    }
+    return reading;
+}
+
+void runOneByOne(const QList<QStringList>& commands)
+{
+    for (const QStringList& command : commands) {
+        QProcess process;
+        process.start(command.first(), command.mid(1));
+        process.waitForFinished();
+    }
+}
+
+void runAsReading(const QList<QStringList>& commands)
+{
+    if (commands.isEmpty())
+        return;
+    runOneByOne({commands.first()});
+    std::vector<std::unique_ptr<QProcess>> processes;
+    for (const QStringList& command : commands.mid(1)) {
+        processes.push_back(std::make_unique<QProcess>());
+        processes.back()->start(command.first(), command.mid(1));
+    }
+    for (const auto& process : processes)
+        process->waitForFinished();
 }
 
 } // namespace Bench

@@ -28,4 +28,13 @@ FakeMac& mac();
 // Resident memory of this process in kB (VmRSS), or -1 where /proc is missing.
 qint64 residentKb();
 
+// The first reading of the machine in a call log: its listing, then the -getinfo and ifconfig calls after
+// it. They run at once, so they are logged in any order.
+QList<QStringList> firstReading(const QList<QStringList>& calls);
+
+// The references a figure is set against: command lines started and waited for with a bare QProcess,
+// nothing else done. One at a time; or as a reading runs them, the first alone and then the rest at once.
+void runOneByOne(const QList<QStringList>& commands);
+void runAsReading(const QList<QStringList>& commands);
+
 } // namespace Bench

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Builds the benchmarks into build/ and prints one table: each figure beside its reference. Every command
 # they run is the simulated Mac's (tools/fakemac), with a throwaway home folder, on the offscreen platform.
-# BENCH_READINGS (10000) and BENCH_MEMORY_SECONDS (600) bound the memory measure.
+# BENCH_READINGS (2000) and BENCH_MEMORY_SECONDS (120) bound the memory measure, BENCH_SLOW_RUNS (3) and
+# BENCH_INSTANT_RUNS (15) the readings of many services; the defaults keep a run to a few minutes.
 set -e
 cd "$(dirname "$0")/.."
 top=$(pwd)
@@ -32,7 +33,7 @@ load_before=$(load)
 
 bench="$top/build/bench"
 for run in "bench_window" "bench_refresh" "bench_startup" \
-    "bench_window memory ${BENCH_READINGS:-10000} ${BENCH_MEMORY_SECONDS:-600}" "bench_parsers"; do
+    "bench_window memory ${BENCH_READINGS:-2000} ${BENCH_MEMORY_SECONDS:-120}" "bench_parsers"; do
     set -- $run
     program=$1
     shift
