@@ -237,23 +237,6 @@ private slots:
         QCOMPARE(s.window->focusWidget(), s.child("comboBoxInterface"));
     }
 
-    // Once a change has needed the prompt, the next one goes to it at once, and a dismissed prompt asks again.
-    void asksForThePasswordOnlyWhenNeeded()
-    {
-        Session s;
-        s.choose("comboBoxInterface", "Wi-Fi");
-        s.mac.setFailure("admin");
-        s.mac.setPrompt("cancel");
-        s.key(Qt::Key_E);
-        QTRY_COMPARE(s.seen.size(), 1);
-        s.mac.setPrompt("");
-        s.mac.clearCalls();
-        s.key(Qt::Key_E);
-        QTRY_COMPARE(s.seen.size(), 2);
-        QCOMPARE(s.seen.last(), success);
-        QCOMPARE(changes(s.mac), "osascript|Wi-Fi ; -setdhcp|Wi-Fi");
-    }
-
     // Whatever a service name holds, it reaches the system as that one name, through the prompt too.
     void changesExactlyTheNamedService_data()
     {
@@ -575,24 +558,6 @@ private slots:
         QTRY_COMPARE(s.count("ifconfig"), 1);
         s.window.reset();
         QCOMPARE(s.count("ifconfig"), 1);
-    }
-
-    // A reading that began before an Apply never shows over the Apply's result.
-    void dropsAReadingOvertakenByAnApply()
-    {
-        Session s;
-        s.mac.setHold("ifconfig");
-        s.mac.clearCalls();
-        s.refresh->start(1);
-        QTRY_COMPARE(s.count("ifconfig"), 1); // it has read Ethernet at 192.168.1.201, and waits
-        s.refresh->stop();
-        s.choose("comboBoxProfil", "Intercom");
-        s.key(Qt::Key_E);
-        QTRY_VERIFY(changes(s.mac).contains("-setmanual"));
-        s.mac.release();
-        QTRY_COMPARE(s.seen, QStringList{success});
-        s.idle();
-        QCOMPARE(s.fields(), "192.168.3.201 255.255.255.0 ...");
     }
 
     // A change the system never answers is an Error that says so, never "Success".
