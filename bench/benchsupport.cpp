@@ -84,7 +84,7 @@ QList<QStringList> firstReading(const QList<QStringList>& calls)
         return {};
     QList<QStringList> reading{*listing};
     for (auto call = listing + 1; call != calls.cend() && !isListing(*call); ++call) {
-        if (call->first() == QLatin1String("ifconfig") || call->value(1) == QLatin1String("-getinfo"))
+        if (call->first() == QLatin1String("ifconfig") || call->value(1).startsWith(QLatin1String("-get")))
             reading.append(*call);
     }
     return reading;

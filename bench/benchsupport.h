@@ -28,7 +28,7 @@ FakeMac& mac();
 // Resident memory of this process in kB (VmRSS), or -1 where /proc is missing.
 qint64 residentKb();
 
-// The first reading of the machine in a call log: its listing, then the -getinfo and ifconfig calls after
+// The first reading of the machine in a call log: its listing, then the per-service questions and ifconfig after
 // it. They run at once, so they are logged in any order.
 QList<QStringList> firstReading(const QList<QStringList>& calls);
 
