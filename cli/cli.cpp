@@ -352,8 +352,10 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
                                            QStringLiteral("print the log of what is run on standard error."));
     const QCommandLineOption dnsOption(QStringLiteral("dns"),
                                        QStringLiteral("dhcp: keep the DNS servers and search domains set by hand, or "
-                                                      "clear them (auto); default: the setting."),
-                                       QStringLiteral("keep|auto"));
+                                                      "clear them (auto); default: the setting. profile add, profile "
+                                                      "edit: the profile's DNS servers (comma-separated), automatic "
+                                                      "(clear what is set) or none (leave them alone)."),
+                                       QStringLiteral("keep|auto|SERVERS"));
     parser.addOptions({jsonOption, hostOption, routerOption, timeoutOption, askAdminOption, verboseOption, dnsOption});
     parser.addOptions(profileOptions());
     parser.addOptions(transferOptions());
@@ -392,8 +394,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         return badUsage(err, QStringLiteral("--json goes with status and profiles"));
     if ((parser.isSet(hostOption) || parser.isSet(routerOption)) && command != QLatin1String("apply"))
         return badUsage(err, QStringLiteral("--host and --router go with apply"));
-    if (parser.isSet(dnsOption) && command != QLatin1String("dhcp"))
-        return badUsage(err, QStringLiteral("--dns goes with dhcp"));
+    if (parser.isSet(dnsOption) && command != QLatin1String("dhcp") && command != QLatin1String("profile"))
+        return badUsage(err, QStringLiteral("--dns goes with dhcp, profile add and profile edit"));
     const bool askAdmin = parser.isSet(askAdminOption);
     if (askAdmin && command != QLatin1String("apply") && command != QLatin1String("dhcp"))
         return badUsage(err, QStringLiteral("--ask-admin goes with apply and dhcp"));

@@ -18,6 +18,8 @@ namespace {
 
 const QString gatewayOption = QStringLiteral("gateway");
 const QString noGatewayOption = QStringLiteral("no-gateway");
+const QString dnsOption = QStringLiteral("dns");
+const QString searchOption = QStringLiteral("search");
 const QString networkOption = QStringLiteral("network");
 const QString maskOption = QStringLiteral("mask");
 
@@ -55,6 +57,13 @@ QString notAnAddress(const QString& what, const QString& text)
     return QStringLiteral("%1 \"%2\" is not a dotted-quad IPv4 address").arg(what, text);
 }
 
+// The servers or domains a profile lists; "automatic" lists none.
+QStringList dnsItems(const ProfileEntry& entry, const QString& key)
+{
+    const QString stored = entry.value(key);
+    return stored.isEmpty() || stored == ConfigManager::AUTOMATIC ? QStringList() : stored.split(QLatin1Char('\n'));
+}
+
 // The profile manager's checks, and one more: a gateway outside the network could never be reached.
 QString profileProblem(const ProfileEntry& entry)
 {
@@ -67,6 +76,14 @@ QString profileProblem(const ProfileEntry& entry)
     // The system refuses a mask with a gap only when the profile is applied.
     if (!NetworkManager::isNetmask(mask))
         return QStringLiteral("the one bits of mask %1 are not contiguous (as in 255.255.254.0)").arg(mask);
+    for (const QString& server : dnsItems(entry, ConfigManager::DNS_KEY)) {
+        if (!NetworkManager::isDnsServer(server))
+            return QStringLiteral("DNS server \"%1\" is not an IPv4 or IPv6 address").arg(server);
+    }
+    for (const QString& domain : dnsItems(entry, ConfigManager::SEARCH_KEY)) {
+        if (!NetworkManager::isSearchDomain(domain))
+            return QStringLiteral("search domain \"%1\" is not a domain name").arg(domain);
+    }
     if (!entry.contains(ConfigManager::GATEWAY_KEY))
         return {};
     const QString gateway = entry.value(ConfigManager::GATEWAY_KEY);
@@ -106,9 +123,11 @@ ProfileEntry storedProfile(const ConfigManager& store, const QString& name)
     ProfileEntry entry{{ConfigManager::ADDRESS_KEY, store.getParameter(name, ConfigManager::ADDRESS_KEY)},
                        {ConfigManager::MASK_KEY, store.getParameter(name, ConfigManager::MASK_KEY)}};
     // An empty gateway element means none, and is written as none.
-    const QString gateway = store.getParameter(name, ConfigManager::GATEWAY_KEY);
-    if (!gateway.isEmpty())
-        entry.insert(ConfigManager::GATEWAY_KEY, gateway);
+    for (const QString& key : {ConfigManager::GATEWAY_KEY, ConfigManager::DNS_KEY, ConfigManager::SEARCH_KEY}) {
+        const QString value = store.getParameter(name, key);
+        if (!value.isEmpty())
+            entry.insert(key, value);
+    }
     return entry;
 }
 
@@ -117,8 +136,28 @@ QString describe(const ProfileEntry& entry)
     const QString gateway = entry.contains(ConfigManager::GATEWAY_KEY)
                                 ? QStringLiteral("gateway ") + entry.value(ConfigManager::GATEWAY_KEY)
                                 : QStringLiteral("no gateway");
-    return QStringLiteral("%1 mask %2, %3")
-        .arg(entry.value(ConfigManager::ADDRESS_KEY), entry.value(ConfigManager::MASK_KEY), gateway);
+    QString text = QStringLiteral("%1 mask %2, %3")
+                       .arg(entry.value(ConfigManager::ADDRESS_KEY), entry.value(ConfigManager::MASK_KEY), gateway);
+    if (entry.contains(ConfigManager::DNS_KEY))
+        text += QStringLiteral(", DNS ") +
+                entry.value(ConfigManager::DNS_KEY).replace(QLatin1Char('\n'), QStringLiteral(", "));
+    if (entry.contains(ConfigManager::SEARCH_KEY))
+        text += QStringLiteral(", search ") +
+                entry.value(ConfigManager::SEARCH_KEY).replace(QLatin1Char('\n'), QStringLiteral(", "));
+    return text;
+}
+
+// What --dns or --search ask: a list as typed (commas or blanks between), "automatic", or "none" to leave the
+// service's own alone; nothing when not given.
+void applyDns(ProfileEntry& entry, const QString& key, const std::optional<QString>& given)
+{
+    if (!given)
+        return;
+    const QStringList items = given->split(QRegularExpression(QStringLiteral("[,\\s]+")), Qt::SkipEmptyParts);
+    if (items == QStringList{QStringLiteral("none")})
+        entry.remove(key);
+    else
+        entry.insert(key, items.join(QLatin1Char('\n')));
 }
 
 // What the options ask of a profile's gateway: keep it, set it, or drop it.
@@ -155,6 +194,8 @@ struct Edit
     std::optional<QString> network;
     std::optional<QString> mask;
     GatewayChoice gateway;
+    std::optional<QString> dns;
+    std::optional<QString> search;
 };
 
 Plan editProfile(const ConfigManager& store, const QString& name, const Edit& edit)
@@ -167,6 +208,8 @@ Plan editProfile(const ConfigManager& store, const QString& name, const Edit& ed
     if (edit.mask)
         entry.insert(ConfigManager::MASK_KEY, *edit.mask);
     edit.gateway.applyTo(entry);
+    applyDns(entry, ConfigManager::DNS_KEY, edit.dns);
+    applyDns(entry, ConfigManager::SEARCH_KEY, edit.search);
     QString problem = profileProblem(entry);
     ProfileEntry withoutGateway = entry;
     withoutGateway.remove(ConfigManager::GATEWAY_KEY);
@@ -304,6 +347,9 @@ std::optional<int> profileCommand(QStringList args, const QCommandLineParser& pa
     }
     const QString command = QStringLiteral("profile ") + verb;
     GatewayChoice gateway{parser.isSet(gatewayOption), parser.isSet(noGatewayOption), parser.value(gatewayOption)};
+    const auto given = [&parser](const QString& option) {
+        return parser.isSet(option) ? std::optional<QString>(parser.value(option)) : std::nullopt;
+    };
     if (gateway.set && gateway.drop)
         return badUsage(err, QStringLiteral("--gateway and --no-gateway cannot be given together"));
 
@@ -312,17 +358,18 @@ std::optional<int> profileCommand(QStringList args, const QCommandLineParser& pa
             return wrongArguments(command, err);
         ProfileEntry entry{{ConfigManager::ADDRESS_KEY, args.at(1)}, {ConfigManager::MASK_KEY, args.at(2)}};
         gateway.applyTo(entry);
+        applyDns(entry, ConfigManager::DNS_KEY, given(dnsOption));
+        applyDns(entry, ConfigManager::SEARCH_KEY, given(searchOption));
         return carryOut([&](const ConfigManager& store) { return addProfile(store, args.at(0), entry); }, out, err);
     }
     if (verb == QLatin1String("edit")) {
         if (args.size() != 1)
             return wrongArguments(command, err);
-        if (!parser.isSet(networkOption) && !parser.isSet(maskOption) && !gateway.set && !gateway.drop)
-            return badUsage(err, QStringLiteral("profile edit needs --network, --mask, --gateway or --no-gateway"));
-        const auto given = [&parser](const QString& option) {
-            return parser.isSet(option) ? std::optional<QString>(parser.value(option)) : std::nullopt;
-        };
-        const Edit edit{given(networkOption), given(maskOption), gateway};
+        if (!parser.isSet(networkOption) && !parser.isSet(maskOption) && !gateway.set && !gateway.drop &&
+            !parser.isSet(dnsOption) && !parser.isSet(searchOption))
+            return badUsage(err, QStringLiteral("profile edit needs --network, --mask, --gateway, --no-gateway, "
+                                                "--dns or --search"));
+        const Edit edit{given(networkOption), given(maskOption), gateway, given(dnsOption), given(searchOption)};
         return carryOut([&](const ConfigManager& store) { return editProfile(store, args.at(0), edit); }, out, err);
     }
     if (verb == QLatin1String("rename")) {
@@ -364,7 +411,11 @@ QList<QCommandLineOption> profileOptions()
         QCommandLineOption(noGatewayOption, QStringLiteral("profile add, profile edit: no gateway.")),
         QCommandLineOption(networkOption, QStringLiteral("profile edit: the new network address."),
                            QStringLiteral("ADDRESS")),
-        QCommandLineOption(maskOption, QStringLiteral("profile edit: the new subnet mask."), QStringLiteral("MASK"))};
+        QCommandLineOption(maskOption, QStringLiteral("profile edit: the new subnet mask."), QStringLiteral("MASK")),
+        QCommandLineOption(searchOption,
+                           QStringLiteral("profile add, profile edit: the search domains (comma-separated), automatic "
+                                          "or none."),
+                           QStringLiteral("DOMAINS"))};
 }
 
 std::optional<int> runProfileCommand(const QString& command, const QStringList& arguments,
@@ -372,13 +423,15 @@ std::optional<int> runProfileCommand(const QString& command, const QStringList& 
                                      const Environment& environment)
 {
     const bool profile = command == QLatin1String("profile");
-    const bool gateway = parser.isSet(gatewayOption) || parser.isSet(noGatewayOption);
+    const bool gateway = parser.isSet(gatewayOption) || parser.isSet(noGatewayOption) ||
+                         (profile && parser.isSet(dnsOption)) || parser.isSet(searchOption);
     const bool fields = parser.isSet(networkOption) || parser.isSet(maskOption);
     if (!profile && command != QLatin1String("setting") && !gateway && !fields)
         return std::nullopt;
     const QString verb = profile ? arguments.value(0) : QString();
     if (gateway && verb != QLatin1String("add") && verb != QLatin1String("edit"))
-        return badUsage(err, QStringLiteral("--gateway and --no-gateway go with profile add and profile edit"));
+        return badUsage(err, QStringLiteral("--gateway, --no-gateway and --search go with profile add and profile "
+                                            "edit"));
     if (fields && verb != QLatin1String("edit"))
         return badUsage(err, QStringLiteral("--network and --mask go with profile edit"));
     // A config.xml written by root would lock the window, which runs as the user, out of it.

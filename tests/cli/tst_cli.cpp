@@ -171,6 +171,16 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("dhcp", {"dhcp", "Wi-Fi"}, 0, "Wi-Fi now uses DHCP.\n", "", {"-setdhcp|Wi-Fi"});
     row("dhcp clearing the DNS", {"dhcp", "Wi-Fi", "--dns", "auto"}, 0, "Wi-Fi now uses DHCP.\n", "",
         {"-setdhcp|Wi-Fi", "-setdnsservers|Wi-Fi|Empty", "-setsearchdomains|Wi-Fi|Empty"});
+    row("a profile with DNS",
+        {"profile", "add", "Lab", "10.5.0.0", "255.255.0.0", "--dns", "10.5.0.53, 2001:db8::53", "--search",
+         "lab.example"},
+        0,
+        "Added profile \"Lab\": 10.5.0.0 mask 255.255.0.0, no gateway, DNS 10.5.0.53, 2001:db8::53, search "
+        "lab.example.\n",
+        "");
+    row("a profile with a malformed DNS server",
+        {"profile", "add", "Lab", "10.5.0.0", "255.255.0.0", "--dns", "10.5.0"}, 2, "",
+        "DNS server \"10.5.0\" is not an IPv4 or IPv6 address");
     row("dhcp keeping the DNS", {"dhcp", "Wi-Fi", "--dns", "keep"}, 0, "Wi-Fi now uses DHCP.\n", "",
         {"-setdhcp|Wi-Fi"});
     row("dhcp with another DNS choice", {"dhcp", "Wi-Fi", "--dns", "none"}, 2, "", "--dns takes keep or auto");
@@ -387,7 +397,7 @@ void TestCli::changesConfigurationOnlyWhenAllIsRight_data()
     row("gateway and none", {"profile", "edit", "Lab", "--gateway", "10.5.0.2", "--no-gateway"}, 2, "",
         "--gateway and --no-gateway cannot be given together", start, start);
     row("gateway option with status", {"status", "--gateway", "10.0.0.1"}, 2, "",
-        "--gateway and --no-gateway go with profile add and profile edit", start, start);
+        "--gateway, --no-gateway and --search go with profile add and profile edit", start, start);
     row("unhide a service not hidden", {"setting", "unhide", "Wi-Fi"}, 2, "",
         "service \"Wi-Fi\" is not hidden; the hidden services are: Thunderbolt Bridge", start, start);
     row("under sudo", addOffice, 2, "", "profiles and settings belong to the user; run it without sudo", start, start,
