@@ -48,22 +48,33 @@ QString heading(const ServiceState& service)
 
 TrayMenu::TrayMenu(Switcher& switcher, QMenu& menu, QObject* parent) : QObject(parent), switcher(switcher), menu(menu)
 {
-    connect(&switcher, &Switcher::readingFinished, this, &TrayMenu::rebuild);
-    connect(&switcher, &Switcher::profilesChanged, this, &TrayMenu::rebuild);
-    connect(&switcher, &Switcher::busyChanged, this, &TrayMenu::rebuild);
+    connect(&switcher, &Switcher::readingFinished, this, &TrayMenu::scheduleRebuild);
+    connect(&switcher, &Switcher::profilesChanged, this, &TrayMenu::scheduleRebuild);
+    connect(&switcher, &Switcher::busyChanged, this, &TrayMenu::scheduleRebuild);
     connect(&switcher, &Switcher::changeFinished, this, [this](const ChangeReport& report) {
         if (report.change.service == pendingService) {
             pendingService.clear();
             lastFailed = report.outcome != ChangeReport::Outcome::Applied;
             emit reported(report);
         }
-        rebuild();
+        scheduleRebuild();
     });
     rebuild();
 }
 
+// The menu is built anew once control is back in the event loop: a change started from one of its
+// entries must not have that entry deleted under it.
+void TrayMenu::scheduleRebuild()
+{
+    if (rebuildPending)
+        return;
+    rebuildPending = true;
+    QMetaObject::invokeMethod(this, &TrayMenu::rebuild, Qt::QueuedConnection);
+}
+
 void TrayMenu::rebuild()
 {
+    rebuildPending = false;
     // clear() leaves the submenus and action groups the menu owns: they go with the entries, or every
     // reading would add more.
     qDeleteAll(menu.findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly));
@@ -90,6 +101,19 @@ void TrayMenu::rebuild()
         }
     }
     menu.addSeparator();
+    for (const ServiceState& service : services) {
+        if (!switcher.canUndo(service.name))
+            continue;
+        QAction* undo = menu.addAction(tr("Undo Change to %1").arg(service.name));
+        undo->setEnabled(!switcher.isBusy());
+        const QString name = service.name;
+        connect(undo, &QAction::triggered, this, [this, name] {
+            if (switcher.isBusy())
+                return;
+            pendingService = name;
+            switcher.undo(name);
+        });
+    }
     connect(menu.addAction(tr("Open Tarnwick…")), &QAction::triggered, this, &TrayMenu::openRequested);
     connect(menu.addAction(tr("Quit")), &QAction::triggered, this, &TrayMenu::quitRequested);
     emit iconChanged();

@@ -33,6 +33,7 @@ signals:
 
 private:
     void rebuild();
+    void scheduleRebuild();
     void choose(const QString& service, const QString& profile);
     QString currentProfile(const QString& service) const;
 
@@ -40,4 +41,5 @@ private:
     QMenu& menu;
     QString pendingService; // the service of the change started from this menu, until its report
     bool lastFailed = false;
+    bool rebuildPending = false;
 };

@@ -29,7 +29,7 @@ QStringList walk(const QMenu& menu, const QString& indent = {})
 QAction* find(const QMenu& menu, const QString& submenu, const QString& text)
 {
     for (QAction* action : menu.actions()) {
-        if (action->menu() && action->text().startsWith(submenu))
+        if (!submenu.isEmpty() && action->menu() && action->text().startsWith(submenu))
             return find(*action->menu(), {}, text);
         if (submenu.isEmpty() && action->text() == text)
             return action;
@@ -116,6 +116,11 @@ private slots:
                  "Wi-Fi now uses 192.168.3.201 mask 255.255.255.0, router 192.168.3.1.");
         QTRY_VERIFY(find(t.menu, "Wi-Fi", "DHCP")->isEnabled());
         QVERIFY(find(t.menu, "Wi-Fi", "Intercom")->isChecked());
+        // The change can be undone from here too, back to the lease it had.
+        find(t.menu, {}, "Undo Change to Wi-Fi")->trigger();
+        QTRY_COMPARE(reports.size(), 2);
+        QCOMPARE(reports.last().first().value<ChangeReport>().line, "Wi-Fi now uses DHCP.");
+        QTRY_VERIFY(!find(t.menu, {}, "Undo Change to Wi-Fi"));
     }
 
     // A profile saved by anyone, this program or tarnwick-cli, is offered without a restart.
