@@ -40,11 +40,15 @@ MainWindow::MainWindow(QWidget* parent)
     ui_init();
     fillProfiles();
     profil_update();
-    // Nothing is read before the window is shown: the first reading fills the service list in.
+    // The service list waits for the first reading.
     ui->comboBoxInterface->setEnabled(false);
     updateApply();
 
     showTray();
+    // The first reading starts as soon as the event loop runs, before the first paint, and runs on the core's
+    // thread while the window is painted: the window shows at once, and the services fill in when read.
+    QMetaObject::invokeMethod(
+        switcher, [this] { switcher->read(true); }, Qt::QueuedConnection);
 
     timer = new QTimer(this);
     connect(timer, &QTimer::timeout, this, &MainWindow::onTimerTimeout);
@@ -152,7 +156,6 @@ void MainWindow::showEvent(QShowEvent* event)
     QMainWindow::showEvent(event);
     if (!started) {
         started = true;
-        switcher->read(true);
         if (!switcher->config().readCleanly())
             QMetaObject::invokeMethod(
                 this,

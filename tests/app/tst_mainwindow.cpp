@@ -48,6 +48,7 @@ struct Session : StoreSession, BoxAnswerer
         refresh = window->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
         refresh->stop(); // a test starts the refresh itself when it wants one
         window->show();
+        QCoreApplication::processEvents(); // the first reading starts from the event loop
         if (!hold || timeoutMs)
             idle();
     }
