@@ -1,5 +1,6 @@
 #include "cli/cli.h"
 
+#include "cli/confirm.h"
 #include "cli/profilecommands.h"
 #include "cli/transfercommands.h"
 #include "core/switcher.h"
@@ -77,6 +78,7 @@ struct Context
     const Environment& environment;
     int timeoutMs = System::defaultTimeoutMs;
     bool askAdmin = false;
+    int confirmSeconds = 0;
 };
 
 int badUsage(QTextStream& err, const QString& message)
@@ -124,6 +126,11 @@ std::unique_ptr<Switcher> makeSwitcher(const Context& context)
     switcher->setPromptTimeout(context.timeoutMs);
     switcher->setAskAdmin(context.askAdmin);
     return switcher;
+}
+
+UndoSetup undoSetup(const Context& context)
+{
+    return {[&context] { return makeSwitcher(context); }, historyPath(context.environment)};
 }
 
 QStringList names(const QList<ServiceState>& services)
@@ -279,10 +286,14 @@ int apply(const Request& request, const Context& context)
         return refused(context.err, QStringLiteral("nothing could be read: %1").arg(before.reading.text(true)));
     if (!switcher->offered(request.service))
         return badUsage(context.err, noService(request.service, switcher->offeredServices()));
+    keepPending(historyPath(context.environment), request.service, context.out);
     const ChangeReport report = switcher->applyNow(verdict.change);
     if (report.outcome == ChangeReport::Outcome::Applied) {
         context.out << report.line << '\n';
-        return Done;
+        if (context.confirmSeconds == 0)
+            return Done;
+        return confirmChange(*switcher, request.service, {context.confirmSeconds, context.timeoutMs, context.askAdmin},
+                             undoSetup(context), context.out, context.err);
     }
     context.err << "tarnwick-cli: " << report.outcomeText() << ": " << report.line << '\n';
     if (report.steps.failure == ChangeResult::Failure::NeedsAdmin)
@@ -307,10 +318,10 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         "Switches a macOS network service between DHCP and a fixed IPv4 address built from a profile.\n\n"
         "  status [SERVICE]     each service's device, method, address, mask and router\n"
         "  profiles             the profiles and the default host number\n"
-        "  apply SERVICE PROFILE [--host N] [--router [ADDRESS]]\n"
+        "  apply SERVICE PROFILE [--host N] [--router [ADDRESS]] [--confirm SECONDS]\n"
         "                       the profile's network with host number N, and its mask;\n"
         "                       DHCP as PROFILE switches to DHCP\n"
-        "  dhcp SERVICE [--dns keep|auto]\n"
+        "  dhcp SERVICE [--dns keep|auto] [--confirm SECONDS]\n"
         "                       the same as apply SERVICE DHCP\n"
         "  profile add NAME NETWORK MASK [--gateway ADDRESS]\n"
         "                       a new profile: a mask with contiguous one bits, a gateway\n"
@@ -326,12 +337,16 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
         "                       offer SERVICE again\n"
         "  export [FILE|-]      the profiles as a profiles document, to FILE or standard output\n"
         "  import FILE [--on-conflict rename|replace|skip]\n"
-        "                       adds the profiles of a profiles document, all or none\n\n"
+        "                       adds the profiles of a profiles document, all or none\n"
+        "  undo SERVICE         puts back the state SERVICE had before its last change\n"
+        "  history SERVICE      the states undo puts back, newest first\n"
+        "  keep SERVICE         keeps a change that waits for an answer to --confirm\n\n"
         "Exit status: 0 done; 1 the system did not do it (refused, cancelled, timed out, partly applied,\n"
         "a reading or a save that failed); 2 bad usage or bad input (nothing was run or written)."));
     const QCommandLineOption helpOption = parser.addHelpOption();
     const QCommandLineOption versionOption = parser.addVersionOption();
-    const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("status, profiles: print JSON."));
+    const QCommandLineOption jsonOption(QStringLiteral("json"),
+                                        QStringLiteral("status, profiles, history: print JSON."));
     const QCommandLineOption hostOption(
         QStringLiteral("host"),
         QStringLiteral("apply: host number N (0-255) as the fourth octet, as long as it gives neither the "
@@ -345,9 +360,9 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
                                            QStringLiteral("how long one command, or the administrator prompt, may "
                                                           "run before it counts as not answering (default 30)."),
                                            QStringLiteral("SECONDS"));
-    const QCommandLineOption askAdminOption(QStringLiteral("ask-admin"),
-                                            QStringLiteral("apply, dhcp: when a step is refused for missing rights, "
-                                                           "ask through the administrator prompt."));
+    const QCommandLineOption askAdminOption(
+        QStringLiteral("ask-admin"), QStringLiteral("apply, dhcp, undo: when a step is refused for missing rights, "
+                                                    "ask through the administrator prompt."));
     const QCommandLineOption verboseOption(QStringLiteral("verbose"),
                                            QStringLiteral("print the log of what is run on standard error."));
     const QCommandLineOption dnsOption(QStringLiteral("dns"),
@@ -359,8 +374,10 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     parser.addOptions({jsonOption, hostOption, routerOption, timeoutOption, askAdminOption, verboseOption, dnsOption});
     parser.addOptions(profileOptions());
     parser.addOptions(transferOptions());
-    parser.addPositionalArgument(QStringLiteral("command"),
-                                 QStringLiteral("status, profiles, apply, dhcp, profile, setting, export or import."));
+    parser.addOptions(confirmOptions());
+    parser.addPositionalArgument(
+        QStringLiteral("command"),
+        QStringLiteral("status, profiles, apply, dhcp, profile, setting, export, import, undo, history or keep."));
     parser.addPositionalArgument(QStringLiteral("arguments"), QStringLiteral("SERVICE, PROFILE, ADDRESS, FILE."),
                                  QStringLiteral("[arguments...]"));
 
@@ -382,23 +399,27 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
 
     QStringList args = parser.positionalArguments();
     const QString command = args.isEmpty() ? QString() : args.takeFirst();
-    const QStringList commands{QStringLiteral("status"), QStringLiteral("profiles"), QStringLiteral("apply"),
-                               QStringLiteral("dhcp"),   QStringLiteral("profile"),  QStringLiteral("setting"),
-                               QStringLiteral("export"), QStringLiteral("import")};
-    if (!commands.contains(command)) {
+    const QStringList commands{QStringLiteral("status"),  QStringLiteral("profiles"), QStringLiteral("apply"),
+                               QStringLiteral("dhcp"),    QStringLiteral("profile"),  QStringLiteral("setting"),
+                               QStringLiteral("export"),  QStringLiteral("import"),   QStringLiteral("undo"),
+                               QStringLiteral("history"), QStringLiteral("keep")};
+    // revert-pending is started by --confirm only, and not offered.
+    if (!commands.contains(command) && command != QLatin1String("revert-pending")) {
         const QString what = command.isEmpty() ? QStringLiteral("no command") : "unknown command \"" + command + '"';
         return badUsage(err, what + QStringLiteral("; the commands are: ") + commands.join(QStringLiteral(", ")));
     }
     const bool json = parser.isSet(jsonOption);
-    if (json && command != QLatin1String("status") && command != QLatin1String("profiles"))
-        return badUsage(err, QStringLiteral("--json goes with status and profiles"));
+    if (json && command != QLatin1String("status") && command != QLatin1String("profiles") &&
+        command != QLatin1String("history"))
+        return badUsage(err, QStringLiteral("--json goes with status, profiles and history"));
     if ((parser.isSet(hostOption) || parser.isSet(routerOption)) && command != QLatin1String("apply"))
         return badUsage(err, QStringLiteral("--host and --router go with apply"));
     if (parser.isSet(dnsOption) && command != QLatin1String("dhcp") && command != QLatin1String("profile"))
         return badUsage(err, QStringLiteral("--dns goes with dhcp, profile add and profile edit"));
     const bool askAdmin = parser.isSet(askAdminOption);
-    if (askAdmin && command != QLatin1String("apply") && command != QLatin1String("dhcp"))
-        return badUsage(err, QStringLiteral("--ask-admin goes with apply and dhcp"));
+    if (askAdmin && command != QLatin1String("apply") && command != QLatin1String("dhcp") &&
+        command != QLatin1String("undo") && command != QLatin1String("revert-pending"))
+        return badUsage(err, QStringLiteral("--ask-admin goes with apply, dhcp and undo"));
     if (const std::optional<int> done = runTransferCommand(command, args, parser, out, err, environment,
                                                            [&environment] { return readProfiles(environment); }))
         return *done;
@@ -412,6 +433,9 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
                                      .arg(parser.value(timeoutOption)));
         }
     }
+    if (const std::optional<int> done = runConfirmCommand(command, args, parser, out, err, undoSetup(context)))
+        return *done;
+    context.confirmSeconds = confirmSeconds(parser);
 
     if (command == QLatin1String("status") && args.size() == 1 && args.at(0).isEmpty())
         return badUsage(err, QStringLiteral("status takes a service name, not an empty one"));

@@ -204,7 +204,8 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
     row("host with DHCP", {"apply", "Wi-Fi", "DHCP", "--host", "5"}, 2, "", "not with DHCP");
     row("router with dhcp", {"dhcp", "Wi-Fi", "--router"}, 2, "", "--host and --router go with apply");
     row("apply without a profile", {"apply", "Wi-Fi"}, 2, "", "wrong number of arguments for apply");
-    row("JSON of apply", {"apply", "Wi-Fi", "LA-Network", "--json"}, 2, "", "--json goes with status and profiles");
+    row("JSON of apply", {"apply", "Wi-Fi", "LA-Network", "--json"}, 2, "",
+        "--json goes with status, profiles and history");
     row("unknown command", {"switch", "Wi-Fi"}, 2, "", "unknown command \"switch\"");
     row("unknown option", {"status", "--all"}, 2, "", "Unknown option 'all'");
     row("no command", {}, 2, "", "no command; the commands are: status, profiles, apply, dhcp");
@@ -218,7 +219,7 @@ void TestCli::runsCommandAgainstSimulatedMac_data()
         {"-setdhcp|Wi-Fi", "-setmanual|Wi-Fi|192.168.0.255|255.255.254.0|"});
     row("host 255 under a /24", {"apply", "Wi-Fi", "LA-Network", "--host", "255"}, 2, "",
         "192.168.1.255 is the broadcast address under the mask 255.255.255.0");
-    row("prompt asked of status", {"status", "--ask-admin"}, 2, "", "--ask-admin goes with apply and dhcp");
+    row("prompt asked of status", {"status", "--ask-admin"}, 2, "", "--ask-admin goes with apply, dhcp and undo");
     row("timeout that is no number", {"status", "--timeout", "soon"}, 2, "", "--timeout \"soon\" is not a number");
     row("timeout of nothing", {"status", "--timeout", "0"}, 2, "", "--timeout \"0\" is not a number");
 
