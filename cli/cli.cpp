@@ -454,8 +454,13 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const 
     }
     // --router takes no value of its own: the address, when given, is the argument after PROFILE.
     if (command == QLatin1String("apply") && (args.size() == 2 || (args.size() == 3 && parser.isSet(routerOption)))) {
-        return apply({args.at(0), args.at(1), parser.isSet(hostOption), parser.value(hostOption),
-                      parser.isSet(routerOption), args.value(2)},
+        return apply({args.at(0),
+                      args.at(1),
+                      parser.isSet(hostOption),
+                      parser.value(hostOption),
+                      parser.isSet(routerOption),
+                      args.value(2),
+                      {}},
                      context);
     }
     return badUsage(err, QStringLiteral("wrong number of arguments for %1; see --help").arg(command));

@@ -329,7 +329,6 @@ private slots:
     void readsTheSameAtOnceAsOneByOne_data()
     {
         QTest::addColumn<QString>("services");
-        QTest::newRow("one service") << "1|Wi-Fi|Wi-Fi|en0|1|dhcp|10.0.0.5|255.255.255.0|10.0.0.1\n";
         QTest::newRow("two services on one device")
             << "1|Ethernet|Ethernet|en0|1|manual|10.1.1.2|255.255.0.0|\n"
                "2|Ethernet Office|Ethernet|en0|1|dhcp|10.2.0.9|255.255.255.0|10.2.0.1\n";
