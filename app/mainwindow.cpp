@@ -11,6 +11,8 @@
 #include <QCloseEvent>
 #include <QDebug>
 #include <QDir>
+#include <QFileDialog>
+#include <QSaveFile>
 #include <QKeyEvent>
 #include <QKeySequence>
 #include <QLineEdit>
@@ -110,6 +112,8 @@ void MainWindow::ui_create_connect()
     connect(applyAction, &QAction::triggered, this, &MainWindow::exec);
     connect(ui->actionReloadData, &QAction::triggered, this, &MainWindow::menu_reload_data);
     connect(ui->actionUndo, &QAction::triggered, this, &MainWindow::menu_undo);
+    connect(ui->actionImportProfiles, &QAction::triggered, this, &MainWindow::menu_import_profiles);
+    connect(ui->actionExportProfiles, &QAction::triggered, this, &MainWindow::menu_export_profiles);
     connect(ui->actionRestoreDefault, &QAction::triggered, this, &MainWindow::menu_restore_default_config);
     connect(ui->actionManageProfiles, &QAction::triggered, this, &MainWindow::menu_manage_profiles);
     connect(ui->actionSettings, &QAction::triggered, this, &MainWindow::menu_settings);
@@ -543,6 +547,70 @@ void MainWindow::reportChange(const ChangeReport& report)
         break;
     }
     ui->comboBoxInterface->setFocus(Qt::OtherFocusReason);
+}
+
+void MainWindow::menu_export_profiles()
+{
+    const QString path = QFileDialog::getSaveFileName(
+        this, tr("Export Profiles"), QDir::home().filePath(QStringLiteral("profiles.xml")), tr("Profiles (*.xml)"));
+    if (path.isEmpty())
+        return;
+    QSaveFile file(path);
+    QString error;
+    if (!file.open(QIODevice::WriteOnly) || !switcher->config().exportProfiles(file, &error) || !file.commit()) {
+        InfoDialog::warning(this, tr("Not exported"),
+                            error.isEmpty()
+                                ? tr("Could not write %1: %2").arg(QDir::toNativeSeparators(path), file.errorString())
+                                : error);
+        return;
+    }
+    InfoDialog::information(this, tr("Exported"),
+                            tr("Exported %n profiles to %1.", nullptr, switcher->config().getProfileEntries().size())
+                                .arg(QDir::toNativeSeparators(path)));
+}
+
+// All or nothing, as tarnwick-cli import: a file with any fault imports nothing. The choice for names that are
+// taken is asked once, and only when the file has such names.
+void MainWindow::menu_import_profiles()
+{
+    const QString path =
+        QFileDialog::getOpenFileName(this, tr("Import Profiles"), QDir::homePath(), tr("Profiles (*.xml)"));
+    if (path.isEmpty())
+        return;
+    const ConfigManager::ProfilesDocument document = ConfigManager::readProfilesDocument(path);
+    if (!document.problem.isEmpty()) {
+        InfoDialog::warning(this, tr("Not imported"), document.problem);
+        return;
+    }
+    ConfigManager::OnConflict onConflict = ConfigManager::OnConflict::Rename;
+    const QStringList taken = switcher->config().getProfileEntries();
+    const bool clash = std::any_of(document.profiles.cbegin(), document.profiles.cend(),
+                                   [&taken](const auto& profile) { return taken.contains(profile.first); });
+    if (clash) {
+        QMessageBox box(QMessageBox::Question, tr("Import Profiles"),
+                        tr("Some profiles in the file have names that are taken. When their settings differ:"),
+                        QMessageBox::NoButton, this);
+        QPushButton* rename = box.addButton(tr("Add as New Names"), QMessageBox::AcceptRole);
+        QPushButton* replace = box.addButton(tr("Replace Mine"), QMessageBox::DestructiveRole);
+        QPushButton* keep = box.addButton(tr("Keep Mine"), QMessageBox::RejectRole);
+        box.addButton(QMessageBox::Cancel);
+        box.setDefaultButton(rename);
+        box.exec();
+        if (box.clickedButton() == replace)
+            onConflict = ConfigManager::OnConflict::Replace;
+        else if (box.clickedButton() == keep)
+            onConflict = ConfigManager::OnConflict::Skip;
+        else if (box.clickedButton() != rename)
+            return;
+    }
+    const ConfigManager::ImportResult result = switcher->config().importProfiles(document, onConflict);
+    if (result.outcome != ConfigManager::ImportResult::Outcome::Imported) {
+        InfoDialog::warning(this, tr("Not imported"), result.error);
+        return;
+    }
+    fillProfiles();
+    updateApply();
+    InfoDialog::information(this, tr("Imported"), result.lines.join(QLatin1Char('\n')));
 }
 
 void MainWindow::menu_undo()

@@ -37,6 +37,8 @@ private slots:
     void exec();
     void menu_reload_data();
     void menu_undo();
+    void menu_import_profiles();
+    void menu_export_profiles();
     void menu_restore_default_config();
     void menu_manage_profiles();
     void menu_settings();

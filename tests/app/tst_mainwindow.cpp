@@ -738,6 +738,33 @@ private slots:
         QVERIFY(s.mac.services().contains("|Wi-Fi|Wi-Fi|en1|1|dhcp|"));
     }
 
+    // Profiles go out to a file and come back through the File menu, the file dialogs answered here.
+    void exportsAndImportsProfiles()
+    {
+        Session s;
+        const QString file = QDir(s.mac.homeDir()).filePath("profiles.xml");
+        QTimer dialogs;
+        connect(&dialogs, &QTimer::timeout, this, [&file] {
+            if (auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget())) {
+                dialog->selectFile(file);
+                QMetaObject::invokeMethod(dialog, "accept");
+            }
+        });
+        dialogs.start(10);
+        s.child<QAction>("actionExportProfiles")->trigger();
+        QTRY_COMPARE(s.seen, QStringList{"NoIcon; Exported; Exported 4 profiles to " + file + "."});
+        // Back home, one profile is gone and another has other settings: the file brings them back.
+        s.runner->config().removeEntry("Management");
+        s.runner->config().updateEntry("Intercom", {{"address", "10.3.0.0"}, {"mask", "255.255.0.0"}});
+        s.child<QAction>("actionImportProfiles")->trigger();
+        QTRY_COMPARE(s.seen.size(), 3);
+        QVERIFY(s.seen.at(1).startsWith("Question; Import Profiles; Some profiles in the file have names"));
+        QCOMPARE(s.seen.at(2),
+                 "NoIcon; Imported; \"LA-Network\" is already there.\nAdded \"Intercom (2)\": \"Intercom\" "
+                 "exists with other settings.\nAdded \"Management\".\n\"APIPA-FIX\" is already there.");
+        QCOMPARE(s.items("comboBoxProfil"), "DHCP, LA-Network, Intercom, APIPA-FIX, Intercom (2), Management");
+    }
+
     // The refresh never starts a reading while the last one still runs: a hung command does not pile them up.
     void refreshesOneReadingAtATime()
     {
