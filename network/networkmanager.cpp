@@ -192,7 +192,8 @@ void NetworkManager::parseIfconfigBlock(const QString& block, QMap<QString, QStr
 
 bool NetworkManager::isIPv4(const QString& text)
 {
-    static const QRegularExpression expression(QStringLiteral("^%1$").arg(IP_PATTERN));
+    // Anchored at the very end: "$" alone would also take an address followed by a line feed.
+    static const QRegularExpression expression(QRegularExpression::anchoredPattern(IP_PATTERN));
     return expression.match(text).hasMatch();
 }
 

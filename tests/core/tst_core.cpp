@@ -9,10 +9,14 @@
 
 namespace {
 
-const Profile laNetwork{QStringLiteral("LA-Network"), QStringLiteral("192.168.1.0"), QStringLiteral("255.255.255.0"),
-                        QStringLiteral("192.168.1.1")};
-const Profile intercom{QStringLiteral("Intercom"), QStringLiteral("192.168.3.0"), QStringLiteral("255.255.255.0"),
-                       QString()};
+const Profile laNetwork{QStringLiteral("LA-Network"),
+                        QStringLiteral("192.168.1.0"),
+                        QStringLiteral("255.255.255.0"),
+                        QStringLiteral("192.168.1.1"),
+                        {},
+                        {}};
+const Profile intercom{
+    QStringLiteral("Intercom"), QStringLiteral("192.168.3.0"), QStringLiteral("255.255.255.0"), QString(), {}, {}};
 
 // One line a service: "name|device|method|address|mask|router|reading".
 QStringList flatten(const MachineReading& reading)
@@ -77,6 +81,8 @@ private slots:
             "the profile's network \"10.1.300.0\" is not an IPv4 address");
         row("malformed router", "192.168.1.0", "255.255.255.0", 9, "192.168.1.256",
             "the router address \"192.168.1.256\" is malformed");
+        row("router with a line feed", "192.168.1.0", "255.255.255.0", 9, "192.168.1.1\n",
+            "the router address \"192.168.1.1\n\" is malformed");
         row("router in plain dotted decimal", "010.1.1.0", "255.255.255.0", 9, "010.001.1.01",
             "Lab: 10.1.1.9 mask 255.255.255.0, router 10.1.1.1");
     }
@@ -88,14 +94,14 @@ private slots:
         QFETCH(int, host);
         QFETCH(QString, router);
         QFETCH(QString, expected);
-        const ChangeVerdict verdict = changeFor("Lab", {"Lab", network, mask, {}}, host, router);
+        const ChangeVerdict verdict = changeFor("Lab", {"Lab", network, mask, {}, {}, {}}, host, router);
         QCOMPARE(verdict.ok() ? verdict.change.describe() : verdict.problem,
                  expected.endsWith("255.255.255.0") || expected.endsWith("255.255.254.0") ||
                          expected.endsWith("255.255.255.252")
                      ? expected + "; choose another host number"
                      : expected);
         QVERIFY(!verdict.ok() || !verdict.change.dhcp);
-        const ChangeVerdict dhcp = changeFor("Lab", {"DHCP", network, mask, {}}, host, router);
+        const ChangeVerdict dhcp = changeFor("Lab", {"DHCP", network, mask, {}, {}, {}}, host, router);
         QVERIFY(dhcp.ok() && dhcp.change.dhcp && dhcp.change.service == "Lab");
     }
 
@@ -268,7 +274,7 @@ private slots:
         if (!hold.isEmpty())
             mac.setHold(hold);
         mac.clearCalls();
-        Profile chosen = profile == "DHCP" ? Profile{"DHCP"} : intercom;
+        Profile chosen = profile == "DHCP" ? Profile{"DHCP", {}, {}, {}, {}, {}} : intercom;
         chosen.dns = dns;
         chosen.search = search;
         const ChangeVerdict verdict = changeFor("Lab", chosen, 201, {});
