@@ -69,8 +69,9 @@ private slots:
     {
         Tray t;
         QStringList expected;
-        for (const QString& heading : {"Ethernet — 192.168.1.201 (manual)", "Wi-Fi — 10.0.0.23 (DHCP)",
-                                       "USB 10/100/1000 LAN — no address (DHCP)", "iPhone USB — no address (DHCP)"}) {
+        const QStringList headings{"Ethernet — 192.168.1.201 (manual)", "Wi-Fi — 10.0.0.23 (DHCP)",
+                                   "USB 10/100/1000 LAN — no address (DHCP)", "iPhone USB — no address (DHCP)"};
+        for (const QString& heading : headings) {
             expected.append(heading);
             for (const QString& profile : profiles) {
                 const bool current = (heading.startsWith("Ethernet") && profile == "LA-Network") ||
