@@ -752,7 +752,9 @@ private slots:
                 auto* dialog = qobject_cast<QFileDialog*>(widget);
                 if (!dialog || !dialog->isVisible())
                     continue;
-                dialog->selectFile(file);
+                // Typed in, as a person would: selectFile() waits for the folder to be listed first.
+                if (auto* name = dialog->findChild<QLineEdit*>("fileNameEdit"))
+                    name->setText(file);
                 QMetaObject::invokeMethod(dialog, ++tries < 300 ? "accept" : "reject");
             }
         });
