@@ -69,10 +69,8 @@ private slots:
             "Lab: 192.168.0.255 mask 255.255.254.0, no router");
         row("/23 host 255 of the upper half", "192.168.1.0", "255.255.254.0", 255, "",
             "192.168.1.255 is " + broadcast + "255.255.254.0");
-        row("/30 host 1", "10.0.0.0", "255.255.255.252", 1, "", "Lab: 10.0.0.1 mask 255.255.255.252, no router");
         row("/30 host 3", "10.0.0.0", "255.255.255.252", 3, "", "10.0.0.3 is " + broadcast + "255.255.255.252");
         row("/32 host 0", "10.0.0.0", "255.255.255.255", 0, "", "Lab: 10.0.0.0 mask 255.255.255.255, no router");
-        row("/31 host 0", "10.0.0.0", "255.255.255.254", 0, "", "Lab: 10.0.0.0 mask 255.255.255.254, no router");
         row("host 256", "192.168.1.0", "255.255.255.0", 256, "", "host number 256 is not in 0-255");
         row("mask with a gap", "10.1.2.0", "255.0.255.0", 9, "",
             "the mask \"255.0.255.0\" is not a subnet mask: its one bits must come first");
