@@ -81,18 +81,6 @@ struct Context
     int confirmSeconds = 0;
 };
 
-int badUsage(QTextStream& err, const QString& message)
-{
-    err << "tarnwick-cli: " << message << '\n';
-    return BadUsage;
-}
-
-int refused(QTextStream& err, const QString& message)
-{
-    err << "tarnwick-cli: " << message << '\n';
-    return Refused;
-}
-
 // The profiles are read where they are and never created or changed here: under sudo they are the
 // invoking user's (a file made by root would lock the window out of it); without a file, the built-in
 // default is read.
@@ -310,6 +298,12 @@ int parseTimeout(const QString& text)
 }
 
 } // namespace
+
+int fail(QTextStream& err, int status, const QString& message)
+{
+    err << "tarnwick-cli: " << message << '\n';
+    return status;
+}
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err, const Environment& environment)
 {

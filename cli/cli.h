@@ -11,6 +11,17 @@ namespace Cli {
 
 enum ExitStatus { Done = 0, Refused = 1, BadUsage = 2 };
 
+// One line on standard error, after the program's name; the exit status it comes with.
+int fail(QTextStream& err, int status, const QString& message);
+inline int badUsage(QTextStream& err, const QString& message)
+{
+    return fail(err, BadUsage, message);
+}
+inline int refused(QTextStream& err, const QString& message)
+{
+    return fail(err, Refused, message);
+}
+
 // Who runs the command: under sudo (effective user 0 with SUDO_USER set) the profiles are the
 // invoking user's, found in their home through homeOf.
 struct Environment

@@ -38,12 +38,6 @@ const QString notRevertedState = QStringLiteral("not reverted");
 // How often a waiting process looks whether the change was settled elsewhere.
 constexpr int lookEveryMs = 200;
 
-int fail(QTextStream& err, int status, const QString& message)
-{
-    err << "tarnwick-cli: " << message << '\n';
-    return status;
-}
-
 qint64 now()
 {
     return QDateTime::currentMSecsSinceEpoch();

@@ -23,12 +23,6 @@ const QString searchOption = QStringLiteral("search");
 const QString networkOption = QStringLiteral("network");
 const QString maskOption = QStringLiteral("mask");
 
-int badUsage(QTextStream& err, const QString& message)
-{
-    err << "tarnwick-cli: " << message << '\n';
-    return BadUsage;
-}
-
 // One change to config.xml worked out from the profiles as they are: why it cannot be made, or how to
 // make it and the line that tells it. Without `apply` there is nothing to write.
 struct Plan
@@ -42,14 +36,6 @@ using Planner = std::function<Plan(const ConfigManager& store)>;
 Plan refusal(const QString& problem)
 {
     return {problem, {}, {}};
-}
-
-quint32 bits(const QString& address)
-{
-    quint32 value = 0;
-    for (const QString& octet : address.split(QLatin1Char('.')))
-        value = (value << 8) | octet.toUInt();
-    return value;
 }
 
 QString notAnAddress(const QString& what, const QString& text)
@@ -89,7 +75,7 @@ QString profileProblem(const ProfileEntry& entry)
     const QString gateway = entry.value(ConfigManager::GATEWAY_KEY);
     if (!NetworkManager::isIPv4(gateway))
         return notAnAddress(QStringLiteral("gateway"), gateway);
-    if (((bits(gateway) ^ bits(network)) & bits(mask)) != 0)
+    if (((NetworkManager::toNumber(gateway) ^ NetworkManager::toNumber(network)) & NetworkManager::toNumber(mask)) != 0)
         return QStringLiteral("gateway %1 is outside the network %2 mask %3").arg(gateway, network, mask);
     return {};
 }
@@ -138,13 +124,10 @@ QString describe(const ProfileEntry& entry)
                                 : QStringLiteral("no gateway");
     QString text = QStringLiteral("%1 mask %2, %3")
                        .arg(entry.value(ConfigManager::ADDRESS_KEY), entry.value(ConfigManager::MASK_KEY), gateway);
-    if (entry.contains(ConfigManager::DNS_KEY))
-        text += QStringLiteral(", DNS ") +
-                entry.value(ConfigManager::DNS_KEY).replace(QLatin1Char('\n'), QStringLiteral(", "));
-    if (entry.contains(ConfigManager::SEARCH_KEY))
-        text += QStringLiteral(", search ") +
-                entry.value(ConfigManager::SEARCH_KEY).replace(QLatin1Char('\n'), QStringLiteral(", "));
-    return text;
+    const auto items = [&entry](const QString& key) {
+        return entry.value(key).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    };
+    return text + describeDns(items(ConfigManager::DNS_KEY), items(ConfigManager::SEARCH_KEY));
 }
 
 // What --dns or --search ask: a list as typed (commas or blanks between), "automatic", or "none" to leave the

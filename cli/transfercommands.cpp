@@ -14,18 +14,6 @@ namespace {
 
 const QString onConflictOption = QStringLiteral("on-conflict");
 
-int badUsage(QTextStream& err, const QString& message)
-{
-    err << "tarnwick-cli: " << message << '\n';
-    return BadUsage;
-}
-
-int refused(QTextStream& err, const QString& message)
-{
-    err << "tarnwick-cli: " << message << '\n';
-    return Refused;
-}
-
 // To standard output for "-" or no file; a file is written whole or left as it was.
 int exportProfiles(const QString& target, const ConfigManager& store, QTextStream& out, QTextStream& err)
 {

@@ -50,15 +50,8 @@ Change HistoryEntry::toChange() const
 
 QString HistoryEntry::describe() const
 {
-    QString text = dhcp ? QStringLiteral("DHCP")
-                        : QStringLiteral("%1 mask %2, %3")
-                              .arg(address, mask,
-                                   router.isEmpty() ? QStringLiteral("no router") : QStringLiteral("router ") + router);
-    if (!dnsServers.isEmpty())
-        text += QStringLiteral(", DNS ") + dnsServers.join(QStringLiteral(", "));
-    if (!searchDomains.isEmpty())
-        text += QStringLiteral(", search ") + searchDomains.join(QStringLiteral(", "));
-    return text;
+    return (dhcp ? QStringLiteral("DHCP") : describeFixed(address, mask, router)) +
+           describeDns(dnsServers, searchDomains);
 }
 
 History::History(const QString& path) : path(path)

@@ -7,15 +7,6 @@
 
 namespace {
 
-// The dotted text as a number; the text must be an address that isIPv4 accepts.
-quint32 toNumber(const QString& dotted)
-{
-    quint32 number = 0;
-    for (const QString& part : dotted.split(QLatin1Char('.')))
-        number = (number << 8) | part.toUInt();
-    return number;
-}
-
 QString toDotted(quint32 number)
 {
     return QStringLiteral("%1.%2.%3.%4")
@@ -54,8 +45,8 @@ ChangeVerdict changeFor(const QString& service, const Profile& profile, int host
     if (!verdict.ok())
         return verdict;
 
-    const quint32 maskBits = toNumber(profile.mask);
-    const quint32 address = (toNumber(profile.network) & 0xffffff00u) | quint32(host);
+    const quint32 maskBits = NetworkManager::toNumber(profile.mask);
+    const quint32 address = (NetworkManager::toNumber(profile.network) & 0xffffff00u) | quint32(host);
     const QString dotted = toDotted(address);
     // With 31 or 32 mask bits there is no room for a network and a broadcast address: every address is a host.
     if (~maskBits > 1) {
@@ -77,7 +68,7 @@ ChangeVerdict changeFor(const QString& service, const Profile& profile, int host
     change.dhcp = false;
     change.address = dotted;
     change.mask = toDotted(maskBits);
-    change.router = router.isEmpty() ? QString() : toDotted(toNumber(router));
+    change.router = router.isEmpty() ? QString() : toDotted(NetworkManager::toNumber(router));
     verdict.problem = setDns(change, profile);
     return verdict;
 }

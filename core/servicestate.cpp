@@ -84,14 +84,8 @@ QString ServiceState::describe() const
     if (method == Method::Dhcp)
         text = QStringLiteral("DHCP");
     else if (method == Method::Manual)
-        text = QStringLiteral("%1 mask %2, %3")
-                   .arg(address.toString(), mask.toString(),
-                        router.isNull() ? QStringLiteral("no router") : QStringLiteral("router ") + router.toString());
-    if (!dnsServers.isEmpty())
-        text += QStringLiteral(", DNS ") + dnsText().join(QStringLiteral(", "));
-    if (!searchDomains.isEmpty())
-        text += QStringLiteral(", search ") + searchDomains.join(QStringLiteral(", "));
-    return text;
+        text = describeFixed(address.toString(), mask.toString(), router.isNull() ? QString() : router.toString());
+    return text + describeDns(dnsText(), searchDomains);
 }
 
 QStringList ServiceState::dnsText() const

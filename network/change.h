@@ -28,6 +28,11 @@ struct Change
     QString describe() const;
 };
 
+// For a person: "192.168.1.201 mask 255.255.255.0, router 192.168.1.1" (or ", no router"), and the DNS set by
+// hand as ", DNS 10.0.0.53, search lab.example" (empty when there is none).
+QString describeFixed(const QString& address, const QString& mask, const QString& router);
+QString describeDns(const QStringList& servers, const QStringList& domains);
+
 // How the commands of a change went; whether the service took it is for a reading afterwards to say.
 struct ChangeResult
 {

@@ -217,13 +217,19 @@ bool NetworkManager::isSearchDomain(const QString& text)
     return text.size() <= 253 && name.match(text).hasMatch();
 }
 
+quint32 NetworkManager::toNumber(const QString& dotted)
+{
+    quint32 number = 0;
+    for (const QString& octet : dotted.split(QLatin1Char('.')))
+        number = (number << 8) | octet.toUInt();
+    return number;
+}
+
 bool NetworkManager::isNetmask(const QString& text)
 {
     if (!isIPv4(text))
         return false;
-    quint32 mask = 0;
-    for (const QString& octet : text.split(QLatin1Char('.')))
-        mask = (mask << 8) | octet.toUInt();
+    const quint32 mask = toNumber(text);
     // The host bits of a mask are a run of ones from the lowest bit up, so one more carries through them all.
     const quint32 hostBits = ~mask;
     return (hostBits & (hostBits + 1)) == 0;

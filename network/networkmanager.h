@@ -40,6 +40,8 @@ public:
     static InterfaceMap parseIfconfig(const QString& text);
 
     static bool isIPv4(const QString& text);
+    // The address as a number, most significant octet first; the text must be one that isIPv4 accepts.
+    static quint32 toNumber(const QString& dotted);
     // A name server as networksetup takes it: IPv4 as isIPv4 accepts it, or IPv6 without a scope (%en0).
     static bool isDnsServer(const QString& text);
     // A DNS name of letters, digits and hyphens, without the trailing dot of an absolute name.
