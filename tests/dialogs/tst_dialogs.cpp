@@ -107,8 +107,6 @@ private slots:
             {}, {}, {}, {});
         row("blank name before a bad address", true, -1, {"  ", "nonsense", "255.0.0.0", ""}, "  |nonsense|255.0.0.0|",
             New, invalid + "Profile name cannot be empty.", "lineEditName");
-        row("DHCP is reserved", true, -1, {"DHCP", "", "", ""}, "DHCP|||", New,
-            invalid + "The name \"DHCP\" is reserved.", "lineEditName");
         row("bad gateway", true, -1, {"Lab", "10.0.0.0", "255.0.0.0", "10.0.0.1.1"},
             "Lab|10.0.0.0|255.0.0.0|10.0.0.1.1", New, invalid + "Invalid gateway address.", "lineEditGateway");
         row("new profile saved trimmed, last and chosen; lower-case dhcp is free", true, -1,
